@@ -45,6 +45,14 @@ void ose_leave_thread(void);
  * thread that is not a kernel process (a test's main thread after leaving). */
 void ose_shutdown(void);
 
+/* The calling thread's process, or 0 for a thread that is no kernel process (no
+ * kernel error, unlike current_process()). */
+PROCESS ose_current_process_or_zero(void);
+
+/* Copies the name of a process (live, ended or killed) into buf, NUL-terminated and
+ * cut to fit; false for an unknown process. */
+OSBOOLEAN ose_process_name(PROCESS pid, char* buf, size_t size);
+
 /* Waits until the process has ended (returned from its entry or was killed), at
  * most timeout ms; true if it has. For tests and the node's main thread. */
 OSBOOLEAN ose_wait_ended(PROCESS pid, OSTIME timeout);
