@@ -10,6 +10,7 @@
 
 #include "traceAndError.h"
 #include "ose.h"
+#include "TraceRegistry.h"
 
 #include <cstdint>
 #include <map>
@@ -17,14 +18,12 @@
 #include <string>
 #include <vector>
 
+// The registry itself is an applsupp::TraceRegistry, shared with TraceBackend; its
+// own trace object is of the group "DynTraceLU".
 class DynTraceHandler {
-public:
-    struct TraceEntry {
-        PROCESS ownerProcess = 0;
-        std::string name;
-        uint32_t userCount = 0;
-        TraceObject* traceRef = nullptr;
-    };
+  public:
+    // ownerProcess, name, userCount, traceRef.
+    using TraceEntry = applsupp::TraceEntry;
 
     /// Registers (or shares) the object of that name and returns it.
     static TraceObject* registerTraceObject(const std::string& name);
@@ -36,6 +35,8 @@ public:
     static std::vector<std::string> getRegisteredTraceObjectNames();
     /// One "{ trace Object name = ..." entry per object.
     static std::string toString();
+    /// The entry of that name; an entry without traceRef when there is none.
+    static TraceEntry getTraceEntry(const std::string& name);
     /// Prefix and suffix of every name registered afterwards through TraceHandle.
     static void setTraceObjectPrefix(const std::string& prefix);
     static void setTraceObjectSuffix(const std::string& suffix);

@@ -29,6 +29,99 @@ extern TraceObject* ulsaUsiIf;
 // The start-up banner's group, one of the Ft_ groups.
 extern TraceObject* Ft_RESTART;
 
+// The Ft_ groups, in their order of registration.
+#define ULSA_FT_TRACE_GROUPS(X) \
+    X(Ft_ADMISSION_CONTROL)     \
+    X(Ft_ANTENNA_CONTROL)       \
+    X(Ft_CELL_CONFIG)           \
+    X(Ft_CELL_POWER_SETTING)    \
+    X(Ft_CONFIG)                \
+    X(Ft_DEVICE_SCAN)           \
+    X(Ft_ETH_FUNCTION)          \
+    X(Ft_FAULT_HANDLING)        \
+    X(Ft_MO_CONFIG)             \
+    X(Ft_RESTART)               \
+    X(Ft_SECTOR_CONFIG)         \
+    X(Ft_SYSCONST)              \
+    X(Ft_TIMING_DISTRIBUTION)   \
+    X(ETH_FUNCTION)             \
+    X(Ft_BB_RESOURCE_SET_HANDLING)
+
+// The node-control library's groups, registered after the Ft_ groups in this order.
+// The library is not part of this load module and nothing here writes to these
+// groups: they are registered so that the set of groups is the node's usual one.
+// Only ncRadioDeviceCtrlSwU, ncTimeOutLU and ncImaIf are names the node is known to
+// use; the other 55 are made up in the library's naming style to complete the 58.
+// clang-format off
+#define ULSA_NC_TRACE_GROUPS(X) \
+    X(ncRadioDeviceCtrlSwU) \
+    X(ncTimeOutLU) \
+    X(ncImaIf) \
+    X(ncCommonLU) \
+    X(ncConnHandlerLU) \
+    X(ncSigNamesLU) \
+    X(ncImaLU) \
+    X(ncAntennaCtrlSwU) \
+    X(ncAntennaIf) \
+    X(ncAuxUnitCtrlSwU) \
+    X(ncAuxUnitIf) \
+    X(ncBbResourceSwU) \
+    X(ncCarrierCtrlSwU) \
+    X(ncCellCtrlSwU) \
+    X(ncCpriLinkSwU) \
+    X(ncDeviceScanSwU) \
+    X(ncEquipmentCtrlSwU) \
+    X(ncEthFunctionSwU) \
+    X(ncFaultHandlerSwU) \
+    X(ncFaultIf) \
+    X(ncFileTransferLU) \
+    X(ncFroBaseLU) \
+    X(ncHwInventoryLU) \
+    X(ncIpConfigSwU) \
+    X(ncLedCtrlSwU) \
+    X(ncLicenseIf) \
+    X(ncLinkSupervisionLU) \
+    X(ncMoConfigSwU) \
+    X(ncNodeRestartSwU) \
+    X(ncPmCounterLU) \
+    X(ncPowerCtrlSwU) \
+    X(ncPowerIf) \
+    X(ncRadioIf) \
+    X(ncRdiIf) \
+    X(ncRetCtrlSwU) \
+    X(ncRetIf) \
+    X(ncRfPortSwU) \
+    X(ncRmciIf) \
+    X(ncRftiIf) \
+    X(ncSectorCtrlSwU) \
+    X(ncSfpCtrlSwU) \
+    X(ncSignalSupervisionLU) \
+    X(ncStateMachineLU) \
+    X(ncSwUpgradeSwU) \
+    X(ncSyncCtrlSwU) \
+    X(ncSysConstLU) \
+    X(ncTimingIf) \
+    X(ncTmaCtrlSwU) \
+    X(ncTmaIf) \
+    X(ncTopologyLU) \
+    X(ncTransactionLU) \
+    X(ncUsiIf) \
+    X(ncVswrSupervisionSwU) \
+    X(ncXmlUtilLU) \
+    X(ncAlarmIf) \
+    X(ncAvailabilityLogLU) \
+    X(ncDbProxyLU) \
+    X(ncEndianSwapLU)
+// clang-format on
+
+#define ULSA_DECLARE_TRACE_GROUP(name) extern TraceObject* name;
+ULSA_FT_TRACE_GROUPS(ULSA_DECLARE_TRACE_GROUP)
+ULSA_NC_TRACE_GROUPS(ULSA_DECLARE_TRACE_GROUP)
+#undef ULSA_DECLARE_TRACE_GROUP
+
+/// How many node-control library groups registerFtTraceGroups() registers.
+constexpr int kNcTraceGroupCount = 58;
+
 /// Registers one group under its plain name and stores its object in *reference.
 void registerTraceGroup(const char* name, TraceObject** reference);
 

@@ -99,7 +99,9 @@ PROCESS sender(union SIGNAL** sig);
 PROCESS addressee(union SIGNAL** sig);
 
 /* Sending and receiving */
-void send(union SIGNAL** sig, PROCESS to);
+/* send and error are also C library names: their link names are the kernel's own, so
+ * that a library of the same program (libcurl's socket calls) never reaches them. */
+void send(union SIGNAL** sig, PROCESS to) __asm__("ose_send");
 void send_w_s(union SIGNAL** sig, PROCESS from, PROCESS to);
 union SIGNAL* receive(const SIGSELECT* sigsel);
 union SIGNAL* receive_w_tmo(OSTIME timeout, const SIGSELECT* sigsel);
@@ -132,9 +134,10 @@ OSBOOLEAN set_envp(PROCESS pid, const char* name, OSADDRESS value);
 char* get_env(PROCESS pid, const char* name);
 OSBOOLEAN set_env(PROCESS pid, const char* name, const char* value);
 
-/* Errors reported to the platform's error handler. */
-void error(uint32_t code);
-void error2(uint32_t code, OSADDRESS extra);
+/* Errors reported to the platform's error handler. A code with bit 31 set is fatal
+ * and ends the node; any other is reported and the caller goes on. */
+void error(uint32_t code) __asm__("ose_error");
+void error2(uint32_t code, OSADDRESS extra) __asm__("ose_error2");
 
 #ifdef __cplusplus
 }

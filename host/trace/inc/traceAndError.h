@@ -40,7 +40,9 @@ enum TraceOperation {
     TRACE_OP_GET_REF = 4,   /* ref: a null *ref is set to the dummy object */
     TRACE_OP_WRITE = 5,     /* ref, level, file, line, text */
     TRACE_OP_DATA = 8,      /* ref, level, file, line, text (heading), data, length */
-    TRACE_OP_SETUP = 10     /* once per Linux process; reads ULSA_TRACE and ULSA_TRACE_FILE */
+    TRACE_OP_SETUP = 10,    /* once per Linux process; reads ULSA_TRACE and ULSA_TRACE_FILE */
+    TRACE_OP_CALLER = 11    /* process: set to the calling process, 0 for a thread that is
+                               no kernel process (trace calls come from any thread) */
 };
 
 struct TraceCall {
@@ -52,6 +54,7 @@ struct TraceCall {
     const char* text;
     const void* data;
     uint16_t length;
+    uint32_t process;
 };
 
 /* Returns 0 on success, -1 for an unknown operation or a call without its fields. */

@@ -1,0 +1,95 @@
+// SignalQueue: the signals waiting for one process, and the place it blocks.
+//
+// Senders append to a shared list under the lock. The receiving thread moves the
+// whole shared list at once into a private list of its own and searches that without
+// the lock, so a receive costs one lock however many signals it passes over. The
+// private list holds the older signals, so searching it first and then what was
+// moved keeps the queue's order. A sender wakes the receiver only if the receiver
+// is blocked and the new signal is one it waits for: at most one wake per signal.
+#ifndef OSE_SIGNAL_QUEUE_H
+#define OSE_SIGNAL_QUEUE_H
+
+#include "BufferHeader.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+namespace ose {
+
+using Clock = std::chrono::steady_clock;
+
+/// Which signals a receive takes: sel[0] numbers behind it (0: any), and maybe one sender.
+struct Selection {
+    const SIGSELECT* sel;
+    bool byFrom;
+    PROCESS from;
+
+    bool matches(const BufferHeader& h) const {
+        if (byFrom && h.sender != from) {
+            return false;
+        }
+        const SIGSELECT n = sel[0];
+        if (n == 0) {
+            return true;
+        }
+        const SIGSELECT no = h.sigNo();
+        for (SIGSELECT i = 1; i <= n; ++i) {
+            if (sel[i] == no) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+class SignalQueue {
+  public:
+    enum class Wait { Poll, Until, Forever };
+
+    SignalQueue() = default;
+    SignalQueue(const SignalQueue&) = delete;
+    SignalQueue& operator=(const SignalQueue&) = delete;
+
+    /// Any thread: appends a signal; false when the queue is closed (the caller keeps it).
+    bool push(BufferHeader* h);
+    /// Owner thread: the first selected signal, waiting as told; null on time-out or interrupt.
+    BufferHeader* take(const Selection& selection, Wait wait, Clock::time_point deadline);
+    /// Owner thread: sleeps until the deadline; false if interrupted before.
+    bool sleepUntil(Clock::time_point deadline);
+    /// Any thread: wakes the owner out of take() or sleepUntil(), now and for good.
+    void interrupt();
+    /// Any thread: refuses further signals and returns those pushed but not yet moved.
+    BufferHeader* close();
+    /// Owner thread: returns the moved signals it did not take.
+    BufferHeader* drainPrivate();
+    /// Signals in the queue, both lists.
+    uint32_t count() const;
+    /// OS_STATE_RECEIVE, OS_STATE_DELAY or OS_STATE_READY.
+    uint32_t blockedState() const { return m_blocked.load(std::memory_order_relaxed); }
+
+  private:
+    BufferHeader* takeAfter(BufferHeader* prev, const Selection& selection);
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_cv;
+    // Guarded by m_mutex.
+    BufferHeader* m_inHead = nullptr;
+    BufferHeader* m_inLast = nullptr;
+    uint32_t m_inCount = 0;
+    bool m_closed = false;
+    bool m_interrupted = false;
+    const Selection* m_waitingFor = nullptr;  // set while the owner is blocked in take()
+
+    // Only the owner thread touches the private list; its count is read by get_pcb.
+    BufferHeader* m_privHead = nullptr;
+    BufferHeader* m_privLast = nullptr;
+    std::atomic<uint32_t> m_privCount{0};
+    std::atomic<uint32_t> m_blocked{OS_STATE_READY};
+};
+
+}  // namespace ose
+
+#endif  // OSE_SIGNAL_QUEUE_H

@@ -1,0 +1,110 @@
+#include "TimerService.h"
+
+#include <vector>
+
+namespace ose {
+
+TimerService::TimerService(Deliver deliver, Release release)
+    : m_deliver(std::move(deliver)), m_release(std::move(release)) {}
+
+TimerService::~TimerService() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_wake.notify_all();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+    for (auto& entry : m_due) {
+        m_release(entry.second.signal);
+    }
+}
+
+void TimerService::request(OSTMOREF ref, PROCESS owner, OSTIME ms, BufferHeader* signal) {
+    const Clock::time_point when = Clock::now() + std::chrono::milliseconds(ms);
+    bool earliest = false;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_thread.joinable()) {
+            m_thread = std::thread([this] { run(); });
+        }
+        auto it = m_due.emplace(Key{when, ref}, Entry{owner, signal}).first;
+        m_whenByRef.emplace(ref, when);
+        earliest = it == m_due.begin();
+    }
+    if (earliest) {
+        m_wake.notify_one();
+    }
+}
+
+TimerService::Cancel TimerService::cancel(OSTMOREF ref, PROCESS caller, BufferHeader*& signal) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto when = m_whenByRef.find(ref);
+    if (when == m_whenByRef.end()) {
+        return Cancel::Gone;
+    }
+    auto it = m_due.find(Key{when->second, ref});
+    if (it->second.owner != caller) {
+        return Cancel::NotOwner;
+    }
+    signal = it->second.signal;
+    m_due.erase(it);
+    m_whenByRef.erase(when);
+    return Cancel::Returned;
+}
+
+void TimerService::cancelAllOf(PROCESS owner) {
+    std::vector<BufferHeader*> dropped;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (auto it = m_due.begin(); it != m_due.end();) {
+            if (it->second.owner == owner) {
+                dropped.push_back(it->second.signal);
+                m_whenByRef.erase(it->first.second);
+                it = m_due.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    for (BufferHeader* h : dropped) {
+        m_release(h);
+    }
+}
+
+std::size_t TimerService::size() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_due.size();
+}
+
+void TimerService::run() {
+    std::vector<std::pair<BufferHeader*, PROCESS>> fired;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_stop) {
+        if (m_due.empty()) {
+            m_wake.wait(lock);
+            continue;
+        }
+        const Clock::time_point now = Clock::now();
+        const Clock::time_point earliest = m_due.begin()->first.first;  // a copy: the entry may go
+        if (earliest > now) {
+            m_wake.wait_until(lock, earliest);
+            continue;
+        }
+        while (!m_due.empty() && m_due.begin()->first.first <= now) {
+            auto it = m_due.begin();
+            fired.emplace_back(it->second.signal, it->second.owner);
+            m_whenByRef.erase(it->first.second);
+            m_due.erase(it);
+        }
+        lock.unlock();
+        for (auto& f : fired) {
+            m_deliver(f.first, f.second);
+        }
+        fired.clear();
+        lock.lock();
+    }
+}
+
+}  // namespace ose

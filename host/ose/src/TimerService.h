@@ -1,0 +1,68 @@
+// TimerService: the kernel's time-outs, on one thread of their own.
+//
+// Time-outs are ordered by due time in a map, so starting and cancelling one is
+// O(log n) however many are active. The thread sleeps on a condition variable until
+// the earliest is due; a new earliest time-out wakes it. Signals are delivered after
+// the lock is released, so a delivery never holds up a request or a cancel.
+#ifndef OSE_TIMER_SERVICE_H
+#define OSE_TIMER_SERVICE_H
+
+#include "BufferHeader.h"
+#include "SignalQueue.h"
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+
+namespace ose {
+
+class TimerService {
+  public:
+    /// Hands a due signal to its owner, with the owner as sender.
+    using Deliver = std::function<void(BufferHeader*, PROCESS owner)>;
+    /// Gives a signal back to the pool.
+    using Release = std::function<void(BufferHeader*)>;
+    enum class Cancel { Returned, Gone, NotOwner };
+
+    TimerService(Deliver deliver, Release release);
+    /// Stops the thread and frees the signals of time-outs that did not fire.
+    ~TimerService();
+    TimerService(const TimerService&) = delete;
+    TimerService& operator=(const TimerService&) = delete;
+
+    /// Delivers signal to owner after ms; ref is the caller's nonzero, unique reference.
+    void request(OSTMOREF ref, PROCESS owner, OSTIME ms, BufferHeader* signal);
+    /// Takes a time-out back before it fires; its signal is given back in signal.
+    Cancel cancel(OSTMOREF ref, PROCESS caller, BufferHeader*& signal);
+    /// Cancels every time-out of an owner that ended and frees their signals.
+    void cancelAllOf(PROCESS owner);
+    /// Active time-outs.
+    std::size_t size() const;
+
+  private:
+    using Key = std::pair<Clock::time_point, OSTMOREF>;
+    struct Entry {
+        PROCESS owner;
+        BufferHeader* signal;
+    };
+
+    void run();
+
+    const Deliver m_deliver;
+    const Release m_release;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_wake;
+    // Guarded by m_mutex.
+    std::map<Key, Entry> m_due;
+    std::unordered_map<OSTMOREF, Clock::time_point> m_whenByRef;
+    bool m_stop = false;
+    std::thread m_thread;  // started by the first request, under m_mutex
+};
+
+}  // namespace ose
+
+#endif  // OSE_TIMER_SERVICE_H
