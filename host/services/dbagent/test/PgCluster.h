@@ -1,0 +1,44 @@
+// PgCluster: a throwaway PostgreSQL server for the tests of one test program.
+//
+// Made at first use in a folder of its own on a free loopback port, with trust
+// authentication, and stopped and removed when the program ends. The server runs as
+// the user "postgres" when the program runs as root (initdb refuses root), and it
+// ends with the program even if the program is killed.
+#ifndef HOSTDB_TEST_PG_CLUSTER_H
+#define HOSTDB_TEST_PG_CLUSTER_H
+
+#include <string>
+#include <sys/types.h>
+
+namespace hostdbtest {
+
+class PgCluster {
+  public:
+    /// The program's cluster, started now if it is not running; null with the reason
+    /// when it cannot be (no PostgreSQL binaries, a failed start).
+    static PgCluster* shared(std::string& whyNot);
+    /// Stops the program's cluster, if one runs.
+    static void stopShared();
+
+    /// The ODBC connection string of the database "postgres" as user "postgres".
+    std::string connectString() const;
+    int port() const { return m_port; }
+
+    PgCluster(const PgCluster&) = delete;
+    PgCluster& operator=(const PgCluster&) = delete;
+    ~PgCluster();
+
+  private:
+    PgCluster() = default;
+    bool start(std::string& whyNot);
+    void stop();
+
+    std::string m_bin;
+    std::string m_folder;
+    int m_port = 0;
+    pid_t m_server = -1;
+};
+
+}  // namespace hostdbtest
+
+#endif  // HOSTDB_TEST_PG_CLUSTER_H
