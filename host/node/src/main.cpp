@@ -1,0 +1,88 @@
+// ulsa-node: one Linux process that is a node: it boots the kernel, the platform's
+// services and the load module, and runs until it is told to stop (SIGINT, SIGTERM)
+// or for a given number of seconds.
+#include "NodeOptions.h"
+#include "lmStartup.h"
+#include "hostServices.h"
+#include "ose.h"
+#include "oseHost.h"
+#include "traceAndError.h"
+#include "traceHost.h"
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <pthread.h>
+
+namespace {
+
+// Blocks the stop signals in this thread before any other thread exists, so that
+// every kernel thread inherits the mask and only sigtimedwait() below sees them.
+sigset_t blockStopSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    return set;
+}
+
+// Waits for a stop signal, at most `seconds` when that is not 0.
+void waitForStop(const sigset_t& set, unsigned seconds) {
+    if (seconds == 0) {
+        int signal = 0;
+        sigwait(&set, &signal);
+        return;
+    }
+    timespec timeout{static_cast<time_t>(seconds), 0};
+    sigtimedwait(&set, nullptr, &timeout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    NodeOptions options;
+    std::string problem;
+    if (!parseNodeOptions(argc, argv, options, problem)) {
+        std::fprintf(stderr, "ulsa-node: %s\n%s", problem.c_str(), nodeUsage());
+        return 2;
+    }
+    if (options.help) {
+        std::fputs(nodeUsage(), stdout);
+        return 0;
+    }
+    const sigset_t stopSignals = blockStopSignals();
+
+    TraceCall setup{};
+    traceAndErrorInit(TRACE_OP_SETUP, &setup);
+    traceStartControlProcess();
+
+    hostdb::DatabaseConfig database;
+    database.stateDir = options.stateDir;
+    database.connectString = options.dbConnect;
+    std::string reason;
+    if (!hostdb::prepareDatabaseConfig(database, reason)) {
+        std::fprintf(stderr, "ulsa-node: %s\n", reason.c_str());
+        return 1;
+    }
+    hostns::startNameServer();
+    hostdb::startDatabaseAgent(database);
+    hostdb::startDatabase({database, 5000, 1000});
+    hosttx::startTransactionServer({database, 4096, 64 << 20});
+    std::fprintf(stderr, "ulsa-node: database %s\n", hostdb::resolveConnectString(database).c_str());
+
+    const PROCESS entry = ulsaLmLoad();
+    if (entry == 0) {
+        std::fprintf(stderr, "ulsa-node: the load module's configuration block is unreadable\n");
+        ose_shutdown();
+        return 1;
+    }
+    std::fprintf(stderr, "ulsa-node: load module started (entry process 0x%x)%s\n", entry,
+                 options.seconds ? "" : "; stop with Ctrl-C");
+
+    waitForStop(stopSignals, options.seconds);
+
+    std::fprintf(stderr, "ulsa-node: stopping\n");
+    ose_shutdown();
+    return 0;
+}
