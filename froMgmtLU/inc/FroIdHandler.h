@@ -1,0 +1,69 @@
+// FroIdHandler: the bookkeeping of fRO ids per fRO type.
+//
+// A complete (internal) id is 32 bits: bit 31 is 0, bits 30..12 hold the low 19
+// bits of the fRO type, bits 11..0 the external id that signals and the database
+// carry. The type cannot be read back from an id. For each type the external ids
+// in use are kept in the order of taking; a new id is the lowest free one of
+// 0..4094. Exhaustion is not detected: the search then gives 0 again.
+#ifndef FRO_ID_HANDLER_H
+#define FRO_ID_HANDLER_H
+
+#include <cstdint>
+#include <vector>
+
+class TraceHandle;
+
+class FroIdHandler {
+  public:
+    struct FroTypeEntry {
+        uint32_t froType = 0;
+        std::vector<uint32_t> usedIds;  // in order of taking, not sorted
+    };
+
+    /// The process-wide instance, made on first use and kept for the life of the process.
+    static FroIdHandler& instance();
+
+    FroIdHandler();
+    virtual ~FroIdHandler();
+    FroIdHandler(const FroIdHandler&) = delete;
+    FroIdHandler& operator=(const FroIdHandler&) = delete;
+
+    /// The low 12 bits of a complete id.
+    virtual uint32_t getExternalFroId(uint32_t completeFroId) const;
+    /// Takes the lowest free external id of the type and gives its complete id.
+    virtual uint32_t getNewFroId(uint32_t froType);
+    /// Gives back the external id of a complete id; false when it was not in use.
+    virtual bool freeFroId(uint32_t froType, uint32_t completeFroId);
+    /// Gives back an external id; false when it was not in use.
+    virtual bool freeExternalFroId(uint32_t froType, uint32_t externalFroId);
+    /// Takes that external id as given (unmasked); false when it is in use.
+    virtual bool reserveFroId(uint32_t froType, uint32_t externalFroId);
+    /// The complete id of an external id.
+    virtual uint32_t transformExternalFroIdToInternal(uint32_t froType,
+                                                      uint32_t externalFroId) const;
+    /// Forgets every id of every type.
+    virtual void clear();
+
+    /// Appends the external id to the type's list without any test.
+    void allocateFroId(uint32_t froType, uint32_t externalFroId);
+    /// The lowest external id of 0..4094 not in use; 0 when all are taken or the type is unknown.
+    uint32_t findLowestFreeFroId(uint32_t froType) const;
+    /// ((froType << 12) & 0x7FFFF000) | (external & 0xFFF).
+    uint32_t generateCompleteFroId(uint32_t froType, uint32_t externalFroId) const;
+    /// Adds an entry for the type unless it has one.
+    void createNewFroTypeList(uint32_t froType);
+
+    /// Whether the external id is in use for the type.
+    bool isUsed(uint32_t froType, uint32_t externalFroId) const;
+    /// The external ids in use for the type, in order of taking.
+    std::vector<uint32_t> getUsedIds(uint32_t froType) const;
+
+  private:
+    FroTypeEntry* findEntry(uint32_t froType);
+    const FroTypeEntry* findEntry(uint32_t froType) const;
+
+    std::vector<FroTypeEntry> froTypes;
+    const TraceHandle* trace;
+};
+
+#endif  // FRO_ID_HANDLER_H

@@ -1,0 +1,155 @@
+#include "FroIdHandler.h"
+
+#include "froMgmtTrace.h"
+
+#include <algorithm>
+
+namespace {
+// The search for a free id stops below 4095, which is never handed out by it.
+constexpr uint32_t kHighestSearchedId = 4094;
+}  // namespace
+
+FroIdHandler& FroIdHandler::instance() {
+    // Never destroyed: fROs free their ids from their destructors, up to the end.
+    static FroIdHandler* handler = new FroIdHandler();
+    return *handler;
+}
+
+FroIdHandler::FroIdHandler() : trace(&froMgmtTrace()) {}
+
+FroIdHandler::~FroIdHandler() {
+    clear();
+}
+
+FroIdHandler::FroTypeEntry* FroIdHandler::findEntry(uint32_t froType) {
+    for (FroTypeEntry& entry : froTypes) {
+        if (entry.froType == froType) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+const FroIdHandler::FroTypeEntry* FroIdHandler::findEntry(uint32_t froType) const {
+    return const_cast<FroIdHandler*>(this)->findEntry(froType);
+}
+
+uint32_t FroIdHandler::getExternalFroId(uint32_t completeFroId) const {
+    return completeFroId & 0xFFFu;
+}
+
+uint32_t FroIdHandler::getNewFroId(uint32_t froType) {
+    const uint32_t external = findLowestFreeFroId(froType);
+    allocateFroId(froType, external);
+    return generateCompleteFroId(froType, external);
+}
+
+bool FroIdHandler::freeFroId(uint32_t froType, uint32_t completeFroId) {
+    const uint32_t external = getExternalFroId(completeFroId);
+    FroTypeEntry* entry = findEntry(froType);
+    if (entry == nullptr) {
+        return false;
+    }
+    auto found = std::find(entry->usedIds.begin(), entry->usedIds.end(), external);
+    if (found == entry->usedIds.end()) {
+        return false;
+    }
+    entry->usedIds.erase(found);
+    TRACE(*trace, 8, "freeFroId: freed froId: %u for froType: 0x%08x ", external, froType);
+    return true;
+}
+
+bool FroIdHandler::freeExternalFroId(uint32_t froType, uint32_t externalFroId) {
+    FroTypeEntry* entry = findEntry(froType);
+    if (entry == nullptr) {
+        return false;
+    }
+    auto found = std::find(entry->usedIds.begin(), entry->usedIds.end(), externalFroId);
+    if (found == entry->usedIds.end()) {
+        return false;
+    }
+    entry->usedIds.erase(found);
+    TRACE(*trace, 8, "freeExternalFroId: freed froId: %u for froType: 0x%08x ", externalFroId,
+          froType);
+    return true;
+}
+
+bool FroIdHandler::reserveFroId(uint32_t froType, uint32_t externalFroId) {
+    createNewFroTypeList(froType);
+    if (isUsed(froType, externalFroId)) {
+        TRACE(*trace, 1, "Failed to reserve froId: %u for froType: 0x%08x (already taken)",
+              externalFroId, froType);
+        return false;
+    }
+    allocateFroId(froType, externalFroId);
+    TRACE(*trace, 8, "reserveFroId: reserved froId: %u for froType: 0x%08x", externalFroId,
+          froType);
+    return true;
+}
+
+uint32_t FroIdHandler::transformExternalFroIdToInternal(uint32_t froType,
+                                                        uint32_t externalFroId) const {
+    return ((froType << 12) & 0x7FFFF000u) | (externalFroId & 0xFFFu);
+}
+
+void FroIdHandler::clear() {
+    for (FroTypeEntry& entry : froTypes) {
+        entry.usedIds.clear();
+    }
+    froTypes.clear();
+}
+
+void FroIdHandler::allocateFroId(uint32_t froType, uint32_t externalFroId) {
+    createNewFroTypeList(froType);
+    FroTypeEntry* entry = findEntry(froType);
+    if (entry == nullptr) {
+        return;  // cannot be: the list was made just now
+    }
+    entry->usedIds.push_back(externalFroId);
+    TRACE(*trace, 8, "allocateFroId: allocated froId: %u for froType: 0x%08x", externalFroId,
+          froType);
+}
+
+uint32_t FroIdHandler::findLowestFreeFroId(uint32_t froType) const {
+    const FroTypeEntry* entry = findEntry(froType);
+    if (entry == nullptr) {
+        return 0;
+    }
+    for (uint32_t candidate = 0; candidate <= kHighestSearchedId; ++candidate) {
+        if (std::find(entry->usedIds.begin(), entry->usedIds.end(), candidate) ==
+            entry->usedIds.end()) {
+            TRACE(*trace, 8, "findLowestFreeFroId: found lowest froId: %u for froType: 0x%08x",
+                  candidate, froType);
+            return candidate;
+        }
+    }
+    return 0;
+}
+
+uint32_t FroIdHandler::generateCompleteFroId(uint32_t froType, uint32_t externalFroId) const {
+    const uint32_t complete = transformExternalFroIdToInternal(froType, externalFroId);
+    TRACE(*trace, 8,
+          "generateCompleteFroId: generated completeFroId (internalId): 0x%08x from froType: "
+          "0x%08x and external froId: 0x%08x",
+          complete, froType, externalFroId);
+    return complete;
+}
+
+void FroIdHandler::createNewFroTypeList(uint32_t froType) {
+    if (findEntry(froType) != nullptr) {
+        return;
+    }
+    froTypes.push_back(FroTypeEntry{froType, {}});
+    TRACE(*trace, 8, "createNewFroTypeList: created new type vector, froType: 0x%08x", froType);
+}
+
+bool FroIdHandler::isUsed(uint32_t froType, uint32_t externalFroId) const {
+    const FroTypeEntry* entry = findEntry(froType);
+    return entry != nullptr && std::find(entry->usedIds.begin(), entry->usedIds.end(),
+                                         externalFroId) != entry->usedIds.end();
+}
+
+std::vector<uint32_t> FroIdHandler::getUsedIds(uint32_t froType) const {
+    const FroTypeEntry* entry = findEntry(froType);
+    return entry != nullptr ? entry->usedIds : std::vector<uint32_t>();
+}

@@ -1,0 +1,6 @@
+#include "xmlErrorTrace.h"
+
+const TraceObject* xmlErrorTrace() {
+    const TraceObject* object = traceDefaultRef;
+    return object != nullptr ? object : &traceDummyObject;
+}

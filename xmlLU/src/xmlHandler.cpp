@@ -1,0 +1,225 @@
+#include "xmlHandler.h"
+
+#include "AttributeTypes.h"
+#include "dynTrace.h"
+#include "xmlErrorTrace.h"
+#include "xmlStringUtils.h"
+
+#include <tinyxml.h>
+
+#include <cstring>
+
+namespace {
+
+const char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
+
+std::string attributeOf(const TiXmlElement& element, const char* attributeName) {
+    return unescapeXml(element.Attribute(attributeName));
+}
+
+}  // namespace
+
+xmlHandler& xmlHandler::instance() {
+    static xmlHandler handler;
+    return handler;
+}
+
+bool xmlHandler::isPrimitiveType(const std::string& type) {
+    return type == attrType::S32 || type == attrType::U32 || type == attrType::S64 ||
+           type == attrType::STRING;
+}
+
+bool xmlHandler::isDerivedType(const std::string& type) {
+    return type == attrType::ARRAY || type == attrType::STRUCT || type == attrType::MOREF;
+}
+
+// Reads the attribute elements from first on, through its siblings, into record.
+// False, with the trace, at the first element that is no attribute.
+static bool readAttributes(xmlHandler& handler, const TiXmlElement* first, XmlClassData& record) {
+    for (const TiXmlElement* element = first; element != nullptr;
+         element = element->NextSiblingElement()) {
+        const std::string tag = element->Value();
+        const std::string name = attributeOf(*element, "name");
+        if (tag == "attr") {
+            record.attributes.emplace_back(name, attributeOf(*element, "type"),
+                                           attributeOf(*element, "value"));
+            ++record.attributeCount;
+        } else if (xmlHandler::isDerivedType(tag)) {
+            std::string text;
+            handler.elementToXml(*element, text);
+            record.attributes.emplace_back(name, tag, text);
+            ++record.attributeCount;
+        } else {
+            TRACE(xmlErrorTrace(), 1,
+                  "Parsing of XML-element failed: element not attr, array or struct. Element not "
+                  "included.");
+            return false;
+        }
+    }
+    return true;
+}
+
+bool xmlHandler::parseXml(const std::string& text, XmlClassData& out) {
+    out.attributes.clear();
+    TiXmlDocument document;
+    document.Parse(text.c_str());
+    if (document.Error()) {
+        TRACE(xmlErrorTrace(), 1, "Parsing of xmlbuffer Failed");
+        return false;
+    }
+    const TiXmlElement* root = document.RootElement();
+    if (root == nullptr || std::string(root->Value()) != "mim") {
+        return false;
+    }
+    out.version = attributeOf(*root, "version");
+    const TiXmlElement* classElement = root->FirstChildElement();
+    if (classElement == nullptr || std::string(classElement->Value()) != "class") {
+        return false;
+    }
+    out.ldn = attributeOf(*classElement, "ldn");
+    out.kind = XmlClassData::kindPlain;
+    out.attributeCount = 0;
+    out.actionName.clear();
+
+    const TiXmlElement* first = classElement->FirstChildElement();
+    if (first == nullptr) {
+        return true;
+    }
+    const std::string tag = first->Value();
+    if (tag == "action") {
+        out.kind = XmlClassData::kindAction;
+        out.actionName = attributeOf(*first, "name");
+        first = first->FirstChildElement();
+    } else if (tag == "fault") {
+        out.kind = XmlClassData::kindFault;
+        out.faultName = attributeOf(*first, "name");
+        first = first->FirstChildElement();
+    }
+    return readAttributes(*this, first, out);
+}
+
+bool xmlHandler::parseClasses(const std::string& text, std::vector<XmlClassData>& out) {
+    TiXmlDocument document;
+    document.Parse(text.c_str());
+    if (document.Error()) {
+        TRACE(xmlErrorTrace(), 1, "Parsing of xmlbuffer Failed");
+        return false;
+    }
+    const TiXmlElement* root = document.RootElement();
+    if (root == nullptr) {
+        return false;
+    }
+    bool anyClass = false;
+    for (const TiXmlElement* classElement = root->FirstChildElement(); classElement != nullptr;
+         classElement = classElement->NextSiblingElement()) {
+        out.emplace_back();
+        XmlClassData& record = out.back();
+        if (std::string(classElement->Value()) != "class") {
+            continue;
+        }
+        anyClass = true;
+        record.ldn = attributeOf(*classElement, "ldn");
+        const TiXmlElement* first = classElement->FirstChildElement();
+        if (first != nullptr) {
+            const std::string tag = first->Value();
+            if (tag == "action") {
+                record.kind = XmlClassData::kindAction;
+                record.actionName = attributeOf(*first, "name");
+                first = first->FirstChildElement();
+            } else if (tag == "fault") {
+                // Here the fault's name is read from the class element.
+                record.kind = XmlClassData::kindFault;
+                record.faultName = attributeOf(*classElement, "name");
+                first = first->FirstChildElement();
+            }
+        }
+        if (!readAttributes(*this, first, record)) {
+            return false;
+        }
+    }
+    return anyClass;
+}
+
+bool xmlHandler::createXml(const std::string& ldn, const std::string& version,
+                           const Attributes& attributes, std::string& out) {
+    out = kDeclaration;
+    if (!version.empty()) {
+        out += "<mim version=\"" + version + "\">\n";
+    }
+    out += "<class ldn=\"" + ldn + "\">\n";
+    for (const Attribute& attribute : attributes) {
+        if (isPrimitiveType(attribute.type)) {
+            out += "<attr";
+            out += " name=\"" + attribute.name + "\"";
+            out += " type=\"" + attribute.type + "\"";
+            out += " value=\"" + escapeXml(attribute.value) + "\"";
+            out += "/>\n";
+        } else if (isDerivedType(attribute.type)) {
+            out += attribute.value;
+        } else {
+            TRACE(xmlErrorTrace(), 1,
+                  "Creation XML from stored fRO failed: non-valid type \"%s\" read",
+                  attribute.type.c_str());
+            return false;
+        }
+    }
+    out += "</class>";
+    if (!version.empty()) {
+        out += "\n</mim>";
+    }
+    return true;
+}
+
+bool xmlHandler::elementToXml(const TiXmlElement& element, std::string& out) {
+    std::string text;
+    if (!appendElement(element, text)) {
+        return false;
+    }
+    out.swap(text);
+    return true;
+}
+
+bool xmlHandler::appendElement(const TiXmlElement& element, std::string& out) {
+    const char* tag = element.Value();
+    const std::string name = escapeXml(element.Attribute("name"));
+    const std::string type = escapeXml(element.Attribute("type"));
+    if (std::strcmp(tag, "attr") == 0 && isPrimitiveType(type)) {
+        out += "<attr";
+        if (!name.empty()) {
+            out += " name=\"";
+            out += name;
+            out += "\"";
+        }
+        out += " type=\"";
+        out += type;
+        out += "\" value=\"";
+        out += escapeXml(element.Attribute("value"));
+        out += "\"/>\n";
+        return true;
+    }
+    if (isDerivedType(tag)) {
+        out += "<";
+        out += tag;
+        if (!name.empty()) {
+            out += " name=\"";
+            out += name;
+            out += "\"";
+        }
+        out += ">\n";
+        for (const TiXmlElement* child = element.FirstChildElement(); child != nullptr;
+             child = child->NextSiblingElement()) {
+            // A failing child adds nothing.
+            const std::size_t before = out.size();
+            if (!appendElement(*child, out)) {
+                out.resize(before);
+            }
+        }
+        out += "</";
+        out += tag;
+        out += ">\n";
+        return true;
+    }
+    TRACE(xmlErrorTrace(), 1, "Creation of XML failed: unknown type \"%s\" found",
+          std::strcmp(tag, "attr") == 0 ? type.c_str() : tag);
+    return false;
+}
