@@ -1,18 +1,24 @@
-// Entry functions of the two support processes of the platform proxies, which the
-// load module's process table creates at load.
-//
-// TO BE REPLACED: the support loop of the interface proxies and the name loop of the
-// database proxy belong to the proxies, which are not part of this build. Until they
-// are, each process only receives: every signal is traced at level 1 in OSA_PRI_IF
-// ("... not served in this build") and freed, so that nothing piles up in its queue.
+// Entry functions of the support processes of the platform proxies. The load
+// module's process table creates the first two at load; Osa_findServer creates the
+// third at its first call.
 #ifndef PROXY_PROCESSES_H
 #define PROXY_PROCESSES_H
 
 #include "ose.h"
 
-/// "Vq_IfSupport_proc": will keep the list of interface servers (0x100C3, 0x100C4).
+#include <cstdint>
+
+/// "Vq_IfSupport_proc" and "Osa_IfSupport_proc": keep a list of interface servers by
+/// name, each supervised with attach (0x100C3 asks for an entry, the attach signal
+/// 0x100C4 clears it). Both run the same loop; Osa_findServer speaks to the second.
 OS_PROCESS(Vq_IfSupport_proc);
-/// "VqDb_name_proc": will follow the database's name at the name server.
+OS_PROCESS(Osa_IfSupport_proc);
+/// "VqDb_name_proc": subscribes "Vq_database" at "ose_ns" and keeps the database's
+/// name for TarvoDb_getName.
 OS_PROCESS(VqDb_name_proc);
+
+/// The code a bad signal to "VqDb_name_proc" is reported with (non-fatal); the extra
+/// word is the signal number.
+inline constexpr uint32_t kTarvoDbBadSignalError = 0x00010B02;
 
 #endif  // PROXY_PROCESSES_H

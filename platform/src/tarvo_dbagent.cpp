@@ -43,8 +43,8 @@ bool TarvoDbAgent_bind(OSTIME waitMs) {
     }
 
     union SIGNAL* request = alloc(kTarvoDbAgentRequestSize, TARVO_DBAGENT_REQ);
-    // The client routine is the database client's callback for the interface's events;
-    // it belongs to the database client, which is not part of this build: 0 says none.
+    // The client routine would be the callback for the interface's own log lines and
+    // error events; the host's interface has none to send: 0 says none.
     writeAddress(request, kTarvoDbAgentAddressOffset, 0);
     writeAddress(request, kTarvoDbAgentAddressOffset + sizeof(void*),
                  reinterpret_cast<std::uintptr_t>(&tarvoDbAgentTable));
