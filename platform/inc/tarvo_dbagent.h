@@ -5,7 +5,8 @@
 // On the wire (the agent side must agree): every address is pointer-wide on the
 // host, since it is an address, and the addresses stand one behind the other right
 // after the 32-bit signal number.
-//   0x1078D request: +4 the address of a client routine (0: none), then the address
+//   0x1078D request: +4 the address of a client routine (tarvo_poly_handler, see
+//                    tarvo_poly_handler.h; 0: none), then the address
 //                    of the client's data (the table); size kTarvoDbAgentRequestSize.
 //   0x1078E reply:   +4 kTarvoDbAgentTableSize addresses; a shorter reply fills only
 //                    the entries it holds.

@@ -1,5 +1,7 @@
 #include "tarvo_dbagent.h"
 
+#include "tarvo_poly_handler.h"
+
 #include "dynTrace.h"
 #include "traceGroups.h"
 
@@ -43,9 +45,10 @@ bool TarvoDbAgent_bind(OSTIME waitMs) {
     }
 
     union SIGNAL* request = alloc(kTarvoDbAgentRequestSize, TARVO_DBAGENT_REQ);
-    // The client routine would be the callback for the interface's own log lines and
-    // error events; the host's interface has none to send: 0 says none.
-    writeAddress(request, kTarvoDbAgentAddressOffset, 0);
+    // The client routine: the agent reports the interface's error events, log lines and
+    // ready note through it.
+    const TarvoPolyHandlerFn routine = &tarvo_poly_handler;
+    writeAddress(request, kTarvoDbAgentAddressOffset, reinterpret_cast<std::uintptr_t>(routine));
     writeAddress(request, kTarvoDbAgentAddressOffset + sizeof(void*),
                  reinterpret_cast<std::uintptr_t>(&tarvoDbAgentTable));
     send(&request, agent);

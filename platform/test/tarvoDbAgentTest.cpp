@@ -3,6 +3,7 @@
 #include "TraceCapture.h"
 #include "oseHost.h"
 #include "tarvo_dbagent.h"
+#include "tarvo_poly_handler.h"
 
 #include <gtest/gtest.h>
 
@@ -26,6 +27,7 @@ void recordError(const char* call, uint32_t, const char* detail) {
 std::size_t g_replyEntries = kTarvoDbAgentTableSize;
 OSBUFSIZE g_requestSize = 0;
 std::uintptr_t g_requestData = 0;
+std::uintptr_t g_requestRoutine = 0;
 
 std::uintptr_t entryValue(std::size_t index) {
     return 0x1000 + index * 0x10;
@@ -36,6 +38,9 @@ OS_PROCESS(testAgent) {
     static const SIGSELECT selectRequest[] = {1, TARVO_DBAGENT_REQ};
     union SIGNAL* request = receive(selectRequest);
     g_requestSize = sigsize(&request);
+    std::memcpy(&g_requestRoutine,
+                reinterpret_cast<unsigned char*>(request) + kTarvoDbAgentAddressOffset,
+                sizeof g_requestRoutine);
     std::memcpy(
         &g_requestData,
         reinterpret_cast<unsigned char*>(request) + kTarvoDbAgentAddressOffset + sizeof(void*),
@@ -84,6 +89,8 @@ TEST_F(TarvoDbAgentTest, theAgentsReplyFillsTheTableInOrder) {
     ASSERT_TRUE(TarvoDbAgent_bind(2000));
     EXPECT_EQ(g_requestSize, kTarvoDbAgentRequestSize);
     EXPECT_EQ(g_requestData, reinterpret_cast<std::uintptr_t>(&tarvoDbAgentTable));
+    const TarvoPolyHandlerFn routine = &tarvo_poly_handler;
+    EXPECT_EQ(g_requestRoutine, reinterpret_cast<std::uintptr_t>(routine));
     for (std::size_t i = 0; i < kTarvoDbAgentTableSize; ++i) {
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(tarvoDbAgentTable[i]), entryValue(i)) << i;
     }

@@ -1,5 +1,6 @@
 // The process "Osa_dbAgent_proc": answers every request for the call table.
 #include "AgentConfiguration.h"
+#include "ClientRoutine.h"
 #include "HostDbTrace.h"
 #include "databaseAgent.h"
 #include "tarvo_dbagent.h"
@@ -16,6 +17,12 @@ constexpr OSPRIORITY kPriority = 10;
 
 void answerRequest(union SIGNAL** request) {
     const PROCESS client = sender(request);
+    uintptr_t routine = 0;
+    // The client's routine, called once the table is handed over (0: none).
+    std::memcpy(&routine,
+                reinterpret_cast<const unsigned char*>(*request) + kTarvoDbAgentAddressOffset,
+                sizeof routine);
+    setClientRoutine(routine);
     // One pointer-wide address per entry: the host's width, since they are addresses.
     uintptr_t entries[kTarvoDbAgentTableSize];
     fillSqlCallTable(entries, kTarvoDbAgentTableSize);
@@ -26,6 +33,7 @@ void answerRequest(union SIGNAL** request) {
     send(&reply, client);
     TRACE(agentTrace(), 4, "call table of %u entries sent to 0x%x",
           static_cast<unsigned>(kTarvoDbAgentTableSize), client);
+    notifyClientReady();
 }
 
 OS_PROCESS(databaseAgentMain) {

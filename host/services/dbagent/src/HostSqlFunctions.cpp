@@ -1,6 +1,7 @@
 #include "HostSqlFunctions.h"
 
 #include "AgentConfiguration.h"
+#include "ClientRoutine.h"
 #include "ConnectionSetup.h"
 #include "HandleRegistry.h"
 #include "HostDbTrace.h"
@@ -170,6 +171,7 @@ SQLRETURN hostSqlConnect(SQLHDBC connection, SQLCHAR* serverName, SQLSMALLINT se
         HandleRegistry::instance().setDiagnostics(connection, failure);
         return SQL_ERROR;
     }
+    notifyClientLogLine(3, ("connected to " + name).c_str());
     return rc;
 }
 
