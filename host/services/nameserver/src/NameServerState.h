@@ -17,6 +17,11 @@
 
 namespace hostns {
 
+using hostsvc::SignalView;
+using hostsvc::paddedLength;
+using hostsvc::putText;
+using hostsvc::putWord;
+
 class NameServerState {
   public:
     NameServerState();

@@ -8,6 +8,10 @@
 
 namespace hostns {
 
+using hostsvc::SignalView;
+using hostsvc::paddedLength;
+using hostsvc::putText;
+
 namespace {
 
 // Private to this exchange, so that the hunt's answer is told apart from any other.

@@ -1,7 +1,7 @@
 #include "TransactionServer.h"
 
 #include "HostDbTrace.h"
-#include "SignalFields.h"
+#include "SignalView.h"
 #include "TransactionSignals.h"
 #include "oseHost.h"
 
@@ -9,6 +9,8 @@
 #include <cstring>
 
 namespace hosttx {
+
+using hostsvc::makeSignal;
 
 namespace {
 
@@ -43,7 +45,7 @@ void TransactionServer::handle(union SIGNAL** signal) {
     SIGSELECT number = 0;
     std::memcpy(&number, *signal, sizeof number);
     const PROCESS from = sender(signal);
-    const SignalFields fields(*signal, sigsize(signal));
+    const SignalView fields(*signal, sigsize(signal));
     switch (number) {
         case TARVO_TRANS_CREATE_REQ:
             create(from, fields);
@@ -83,7 +85,7 @@ void TransactionServer::malformed(SIGSELECT number, PROCESS from, OSBUFSIZE size
     TRACE(trace(), 1, "malformed signal 0x%x of %u bytes from 0x%x dropped", number, size, from);
 }
 
-void TransactionServer::create(PROCESS from, const SignalFields& fields) {
+void TransactionServer::create(PROCESS from, const SignalView& fields) {
     uint32_t idArgument = 0;
     if (!fields.word(4, idArgument))
         return malformed(TARVO_TRANS_CREATE_REQ, from, fields.size());
@@ -96,7 +98,7 @@ void TransactionServer::create(PROCESS from, const SignalFields& fields) {
     answer(from, TARVO_TRANS_CREATE_RSP, {id, id != 0 ? TARVO_TRANI_OK : TARVO_TRANI_UNAVAILABLE});
 }
 
-void TransactionServer::registerResource(PROCESS from, const SignalFields& fields) {
+void TransactionServer::registerResource(PROCESS from, const SignalView& fields) {
     uint32_t id = 0;
     uint32_t userParameter = 0;
     if (!fields.word(4, id) || !fields.word(8, userParameter))
@@ -115,7 +117,7 @@ void TransactionServer::registerResource(PROCESS from, const SignalFields& field
            {id, userParameter, found ? TARVO_TRANI_OK : TARVO_TRANI_ID_NOT_FOUND});
 }
 
-void TransactionServer::sqlText(PROCESS from, const SignalFields& fields, bool last) {
+void TransactionServer::sqlText(PROCESS from, const SignalView& fields, bool last) {
     const SIGSELECT number = last ? TARVO_TRANS_SQL_LAST : TARVO_TRANS_SQL_PART;
     uint32_t id = 0;
     if (!fields.word(4, id))
@@ -134,7 +136,7 @@ void TransactionServer::sqlText(PROCESS from, const SignalFields& fields, bool l
         TRACE(trace(), 1, "SQL text for unknown transaction %u from 0x%x dropped", id, from);
 }
 
-void TransactionServer::prepare(PROCESS from, const SignalFields& fields) {
+void TransactionServer::prepare(PROCESS from, const SignalView& fields) {
     uint32_t id = 0;
     if (!fields.word(4, id))
         return malformed(TARVO_TRANS_PREPARE_REQ, from, fields.size());
@@ -149,7 +151,7 @@ void TransactionServer::prepare(PROCESS from, const SignalFields& fields) {
     answer(from, TARVO_TRANS_PREPARE_RSP, {id, result});
 }
 
-void TransactionServer::commit(PROCESS from, const SignalFields& fields) {
+void TransactionServer::commit(PROCESS from, const SignalView& fields) {
     uint32_t id = 0;
     if (!fields.word(4, id))
         return malformed(TARVO_TRANS_COMMIT_REQ, from, fields.size());
@@ -172,7 +174,7 @@ void TransactionServer::commit(PROCESS from, const SignalFields& fields) {
     answer(from, TARVO_TRANS_COMMIT_RSP, {id, applied ? TARVO_TRANI_OK : TARVO_TRANI_FAILURE});
 }
 
-void TransactionServer::rollback(PROCESS from, const SignalFields& fields) {
+void TransactionServer::rollback(PROCESS from, const SignalView& fields) {
     uint32_t id = 0;
     if (!fields.word(4, id))
         return malformed(TARVO_TRANS_ROLLBACK_REQ, from, fields.size());

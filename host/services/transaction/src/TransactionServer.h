@@ -6,9 +6,13 @@
 #include "TransactionTable.h"
 #include "transactionServer.h"
 
+namespace hostsvc {
+class SignalView;
+}
+
 namespace hosttx {
 
-class SignalFields;
+using hostsvc::SignalView;
 
 class TransactionServer {
   public:
@@ -18,12 +22,12 @@ class TransactionServer {
     void handle(union SIGNAL** signal);
 
   private:
-    void create(PROCESS from, const SignalFields& fields);
-    void registerResource(PROCESS from, const SignalFields& fields);
-    void sqlText(PROCESS from, const SignalFields& fields, bool last);
-    void prepare(PROCESS from, const SignalFields& fields);
-    void commit(PROCESS from, const SignalFields& fields);
-    void rollback(PROCESS from, const SignalFields& fields);
+    void create(PROCESS from, const SignalView& fields);
+    void registerResource(PROCESS from, const SignalView& fields);
+    void sqlText(PROCESS from, const SignalView& fields, bool last);
+    void prepare(PROCESS from, const SignalView& fields);
+    void commit(PROCESS from, const SignalView& fields);
+    void rollback(PROCESS from, const SignalView& fields);
     /// Sends the indication to every resource of the transaction.
     void tell(const Transaction& transaction, SIGSELECT indication);
     void malformed(SIGSELECT number, PROCESS from, OSBUFSIZE size);

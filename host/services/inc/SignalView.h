@@ -1,10 +1,10 @@
 // SignalView: bounded reads from a received signal, and writes into a new one.
 //
-// Everything the name server reads comes from other processes: a field that lies
+// Everything a host service reads comes from other processes: a field that lies
 // outside the buffer, or a name without its NUL inside the buffer, is reported as
 // missing instead of being read.
-#ifndef HOSTNS_SIGNAL_VIEW_H
-#define HOSTNS_SIGNAL_VIEW_H
+#ifndef HOSTSVC_SIGNAL_VIEW_H
+#define HOSTSVC_SIGNAL_VIEW_H
 
 #include "ose.h"
 
@@ -13,7 +13,7 @@
 #include <cstring>
 #include <string>
 
-namespace hostns {
+namespace hostsvc {
 
 class SignalView {
   public:
@@ -65,6 +65,14 @@ inline std::size_t paddedLength(const std::string& text) {
     return (text.size() + 4) & ~std::size_t{3};
 }
 
-}  // namespace hostns
+/// A new signal of the given words: number first, then the fields in order.
+template <std::size_t N>
+union SIGNAL* makeSignal(SIGSELECT number, const uint32_t (&fields)[N]) {
+    union SIGNAL* signal = alloc(static_cast<OSBUFSIZE>(4 + 4 * N), number);
+    std::memcpy(reinterpret_cast<unsigned char*>(signal) + 4, fields, sizeof fields);
+    return signal;
+}
 
-#endif  // HOSTNS_SIGNAL_VIEW_H
+}  // namespace hostsvc
+
+#endif  // HOSTSVC_SIGNAL_VIEW_H
