@@ -24,6 +24,7 @@
 #include "XmlClassData.h"
 #include "ose.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -200,17 +201,21 @@ class ManagementClient {
     /// more while none has been handed over; returns how many were handed over.
     std::size_t dispatchIndications(OSTIME timeoutMs);
 
-    /// Signals that came and were not for the client, or came too late, or did not
-    /// decode, and were dropped since the start.
+    /// Signals that came and were not for the client, or did not decode, and were
+    /// dropped since the start. Answers that come after their call gave up waiting are
+    /// freed without being counted.
     std::size_t droppedSignals() const { return m_dropped; }
 
   private:
+    using TimePoint = std::chrono::steady_clock::time_point;
     struct Wait;
     bool usable(std::string& why) const;
     bool ensureProcess(std::string& why);
-    PROCESS findNameServer(OSTIME timeoutMs, std::string& why);
-    bool findTransactionServer(OSTIME timeoutMs, std::string& why);
-    Confirm transactionCall(SIGSELECT request, SIGSELECT answer, uint32_t word, OSTIME timeoutMs);
+    PROCESS huntFor(const char* name, TimePoint deadline);
+    bool findTransactionServer(TimePoint deadline, std::string& why);
+    Confirm transactionCall(SIGSELECT request, SIGSELECT answer, uint32_t transactionId,
+                            OSTIME timeoutMs);
+    void rollbackOrphan(uint32_t transactionId, PROCESS server);
     union SIGNAL* await(Wait& wait);
     void keep(union SIGNAL* signal);
     void drop(union SIGNAL** signal);
@@ -219,10 +224,11 @@ class ManagementClient {
     Config m_config;
     PROCESS m_self = 0;
     bool m_adopted = false;
-    PROCESS m_nameServer = 0;
     PROCESS m_service = 0;
+    OSATTREF m_serviceAttach = 0;
     std::string m_serviceName;
     PROCESS m_transactionServer = 0;
+    OSATTREF m_transactionAttach = 0;
     uint32_t m_nextRevision = 1;
     /// Answers still owed by a peer after a call gave up waiting for them: the next
     /// ones of that number are theirs, since a peer answers in order.
