@@ -49,7 +49,8 @@ class RestoreHandlerGenericBase {
     void performRestore();
 
   private:
-    void recreate(const FroInfo& info, FroDatabase& db);
+    /// Makes one stored fRO with its stored values; false when froMgr could not make it.
+    bool recreate(const FroInfo& info, FroDatabase& db);
 
     TraceHandle traceObject;
     TraceObject* restartTraceObject;

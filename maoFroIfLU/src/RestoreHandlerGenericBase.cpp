@@ -62,19 +62,22 @@ void RestoreHandlerGenericBase::performRestore() {
     TRACE(restartTraceObject, 8, "Found %u fROs to recreate at startup",
           static_cast<unsigned>(froInfos.size()));
 
+    std::vector<bool> made;
+    made.reserve(froInfos.size());
     for (const FroInfo& info : froInfos) {
-        recreate(info, *db);
+        made.push_back(recreate(info, *db));
     }
-    // Each fRO is told only when all of them exist.
+    // Each fRO is told only when all of them exist. One that could not be made is told
+    // as null, even when another row of the same LDN was made.
     froMgr& store = froMgr::instance();
-    for (const FroInfo& info : froInfos) {
-        userCallback_AfterRecreate(store.getFro(info.ldn));
+    for (std::size_t i = 0; i < froInfos.size(); ++i) {
+        userCallback_AfterRecreate(made[i] ? store.getFro(froInfos[i].ldn) : nullptr);
     }
     TRACE(restartTraceObject, 8, "All stored fROs restored and initilized.");
     db->close();
 }
 
-void RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
+bool RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
     std::string storedLdn;
     Attributes attributes;
     const bool read = db.retrieveFRO(info.froId, info.froType, storedLdn, attributes);
@@ -90,7 +93,7 @@ void RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
         TRACE(traceObject, 1,
               "Failed to recreate the fRO in the fRO manager, type: 0x%08x, id: %u, ldn: %s",
               info.froType, info.froId, info.ldn.c_str());
-        return;
+        return false;
     }
     TRACE(restartTraceObject, 8, "Recreated fRO type: 0x%08x, id: %u, ldn: %s at startup.",
           info.froType, info.froId, info.ldn.c_str());
@@ -98,7 +101,7 @@ void RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
         TRACE(restartTraceObject, 8,
               "Couldn't recreate the attributes for fRO type: 0x%08x, id: %u, ldn: %s",
               info.froType, info.froId, info.ldn.c_str());
-        return;
+        return true;
     }
     for (const Attribute& attribute : attributes) {
         if (fro->hasAttribute(attribute.name)) {
@@ -108,4 +111,5 @@ void RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
             fro->addAttribute(attribute.name, attribute.value, attribute.type);
         }
     }
+    return true;
 }
