@@ -166,7 +166,9 @@ class ManagementClient {
     /// MAOFRO_NOTIFY_SUBSCRIBE_REQ2 for one fRO type; the service sends no confirm.
     Sent subscribe(uint32_t froType, uint32_t clientId = 0);
 
-    /// A new transaction at "TarvoTransaction"; its id is in transactionId.
+    /// A new transaction at "TarvoTransaction"; its id is in transactionId. The
+    /// transaction calls need no connect(): the first call takes the process as connect
+    /// does.
     Confirm createTransaction(OSTIME timeoutMs);
     /// Commits; result 0 when the transaction's changes are stored.
     Confirm commit(uint32_t transactionId, OSTIME timeoutMs);

@@ -411,8 +411,9 @@ bool ManagementClient::findTransactionServer(TimePoint deadline, std::string& wh
 Confirm ManagementClient::transactionCall(SIGSELECT request, SIGSELECT answerNumber,
                                           uint32_t transactionId, OSTIME timeoutMs) {
     Confirm confirm;
-    if (!usable(confirm.errorText)) {
-        confirm.outcome = m_self == 0 ? Outcome::notConnected : Outcome::badRequest;
+    // The transaction server needs no connected service: the first call may adopt.
+    if (!ensureProcess(confirm.errorText)) {
+        confirm.outcome = Outcome::badRequest;
         return confirm;
     }
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);

@@ -1,13 +1,8 @@
 // ulsa-node: one Linux process that is a node: it boots the kernel, the platform's
 // services and the load module, and runs until it is told to stop (SIGINT, SIGTERM)
 // or for a given number of seconds.
+#include "NodeBoot.h"
 #include "NodeOptions.h"
-#include "lmStartup.h"
-#include "hostServices.h"
-#include "ose.h"
-#include "oseHost.h"
-#include "traceAndError.h"
-#include "traceHost.h"
 
 #include <csignal>
 #include <cstdio>
@@ -53,36 +48,21 @@ int main(int argc, char** argv) {
     }
     const sigset_t stopSignals = blockStopSignals();
 
-    TraceCall setup{};
-    traceAndErrorInit(TRACE_OP_SETUP, &setup);
-    traceStartControlProcess();
-
-    hostdb::DatabaseConfig database;
-    database.stateDir = options.stateDir;
-    database.connectString = options.dbConnect;
-    std::string reason;
-    if (!hostdb::prepareDatabaseConfig(database, reason)) {
-        std::fprintf(stderr, "ulsa-node: %s\n", reason.c_str());
+    ulsanode::NodeBootOptions boot;
+    boot.stateDir = options.stateDir;
+    boot.dbConnect = options.dbConnect;
+    ulsanode::BootedNode node;
+    if (!ulsanode::startNode(boot, node, problem)) {
+        std::fprintf(stderr, "ulsa-node: %s\n", problem.c_str());
         return 1;
     }
-    hostns::startNameServer();
-    hostdb::startDatabaseAgent(database);
-    hostdb::startDatabase({database, 5000, 1000});
-    hosttx::startTransactionServer({database, 4096, 64 << 20});
-    std::fprintf(stderr, "ulsa-node: database %s\n", hostdb::resolveConnectString(database).c_str());
-
-    const PROCESS entry = ulsaLmLoad();
-    if (entry == 0) {
-        std::fprintf(stderr, "ulsa-node: the load module's configuration block is unreadable\n");
-        ose_shutdown();
-        return 1;
-    }
-    std::fprintf(stderr, "ulsa-node: load module started (entry process 0x%x)%s\n", entry,
+    std::fprintf(stderr, "ulsa-node: database %s\n", node.database.c_str());
+    std::fprintf(stderr, "ulsa-node: load module started (entry process 0x%x)%s\n", node.entry,
                  options.seconds ? "" : "; stop with Ctrl-C");
 
     waitForStop(stopSignals, options.seconds);
 
     std::fprintf(stderr, "ulsa-node: stopping\n");
-    ose_shutdown();
+    ulsanode::stopNode();
     return 0;
 }

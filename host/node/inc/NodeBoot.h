@@ -1,0 +1,53 @@
+// NodeBoot: a whole node in this Linux process, for ulsa-node, the tests, the tools and
+// the benchmarks.
+//
+// startNode starts, in order: the trace service and its control process, the name
+// server "ose_ns", the database agent, the database "Vq_rtrdb_supervisor", the
+// transaction server "TarvoTransaction", and then loads the load module: its
+// configuration block into the block's environment and its entry process, which
+// creates, binds and starts the static processes. stopNode ends it all.
+//
+// A test gives its own manager factory: the main process then runs the load module's
+// application with that factory swapped in, so that it registers the test's fRO
+// classes instead of the analyzer's.
+#ifndef NODE_BOOT_H
+#define NODE_BOOT_H
+
+#include "ULSpectrumAnalyzerApplication.h"
+#include "ose.h"
+
+#include <string>
+
+namespace ulsanode {
+
+struct NodeBootOptions {
+    /// The node's state folder: the SQLite database and the node's files.
+    std::string stateDir = ".state/node";
+    /// An ODBC connection string; empty: the SQLite file "rtrdb.sqlite" in stateDir.
+    std::string dbConnect;
+    /// The manager factory of the load module's application; empty keeps its own.
+    ULSpectrumAnalyzerApplication::ManagerFactory managerFactory;
+};
+
+/// What a started node is.
+struct BootedNode {
+    PROCESS entry = 0;     // the load module's entry process
+    std::string database;  // the connection string the services use
+};
+
+/// Starts the services and loads the load module; false with a one-line reason when
+/// the database configuration cannot be prepared or the configuration block is
+/// unreadable (then nothing is left running). Call from a thread that is no kernel
+/// process, once per stopNode.
+bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem);
+
+/// Ends every process of the kernel (ose_shutdown). Call from a thread that is no
+/// kernel process, after the client threads have left. The load module's
+/// process-wide objects (its managers and stores) outlive it: a second startNode in
+/// the same Linux process is no clean restart, so a test of a restart boots each node
+/// in a process of its own.
+void stopNode();
+
+}  // namespace ulsanode
+
+#endif  // NODE_BOOT_H

@@ -1,0 +1,121 @@
+#include "NodeBoot.h"
+
+#include "ULSpectrumAnalyzerMain.h"
+#include "hostServices.h"
+#include "lmConfiguration.h"
+#include "lmProcessTable.h"
+#include "lmStartup.h"
+#include "oseHost.h"
+#include "tarvo_dbagent.h"
+#include "traceAndError.h"
+#include "traceHost.h"
+
+#include <cstdlib>
+#include <utility>
+
+namespace ulsanode {
+
+namespace {
+
+// The boot's own copy of the load module's process table, whose main process runs the
+// application with the boot's manager factory, and the boot's own started flag: the
+// start-up code takes both as arguments, so the node can load the module again after
+// a stop, and swap the factory, without a change in the load module.
+struct BootState {
+    LmProcessTable table{};
+    bool started = false;
+    ULSpectrumAnalyzerApplication::ManagerFactory factory;
+};
+
+BootState& bootState() {
+    static BootState state;
+    return state;
+}
+
+OS_PROCESS(nodeMainProcess) { runULSpectrumAnalyzerMain(bootState().factory); }
+
+OS_PROCESS(nodeEntryProcess) {
+    BootState& state = bootState();
+    lmRunStartup(state.table, state.started, kTarvoDbAgentWaitMs);
+}
+
+// A text value of the block's environment; false when it is not set.
+bool blockValue(const char* key, std::string& value) {
+    char* text = get_env(0, key);
+    if (text == nullptr)
+        return false;
+    value = text;
+    free_buf(reinterpret_cast<union SIGNAL**>(&text));
+    return true;
+}
+
+bool blockNumber(const char* key, unsigned long& number) {
+    std::string text;
+    if (!blockValue(key, text) || text.empty())
+        return false;
+    char* end = nullptr;
+    number = std::strtoul(text.c_str(), &end, 10);
+    return *end == '\0';
+}
+
+// What the loader does: the configuration block into the environment, then the entry
+// process under OSE_LM_MAIN_NAME with the block's priority and stack.
+PROCESS loadModule() {
+    if (lmLoadConfiguration(ulsaLmConfiguration, kLmConfigurationSize) < 0)
+        return 0;
+    std::string name;
+    unsigned long priority = 0;
+    unsigned long stackSize = 0;
+    if (!blockValue("OSE_LM_MAIN_NAME", name) || !blockNumber("OSE_LM_MAIN_PRIORITY", priority) ||
+        !blockNumber("OSE_LM_MAIN_STACK_SIZE", stackSize))
+        return 0;
+    const PROCESS pid = create_process(OS_PRI_PROC, name.c_str(), nodeEntryProcess,
+                                       static_cast<OSADDRESS>(stackSize),
+                                       static_cast<OSPRIORITY>(priority), 0, 0, nullptr, 0, 0);
+    if (pid != 0)
+        start(pid);
+    return pid;
+}
+
+}  // namespace
+
+bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem) {
+    TraceCall setup{};
+    traceAndErrorInit(TRACE_OP_SETUP, &setup);
+    traceStartControlProcess();
+
+    hostdb::DatabaseConfig database;
+    database.stateDir = options.stateDir;
+    database.connectString = options.dbConnect;
+    if (!hostdb::prepareDatabaseConfig(database, problem)) {
+        ose_shutdown();
+        return false;
+    }
+    hostns::startNameServer();
+    hostdb::startDatabaseAgent(database);
+    hostdb::startDatabase({database, 5000, 1000});
+    hosttx::startTransactionServer({database, 4096, 64u << 20});
+    node.database = hostdb::resolveConnectString(database);
+
+    BootState& state = bootState();
+    state.table = ulsaLmProcessTable;
+    state.table.version = kLmProcessTableVersion;
+    for (LmProcessEntry& entry : state.table.entries) {
+        if (entry.entry == ULSpectrumAnalyzerMain)
+            entry.entry = nodeMainProcess;  // "ulSpectrumAnalyzer_main_thread"
+    }
+    state.started = false;
+    state.factory = options.managerFactory;
+
+    node.entry = loadModule();
+    if (node.entry == 0) {
+        problem = "the load module's configuration block is unreadable";
+        ose_shutdown();
+        return false;
+    }
+    return true;
+}
+
+void stopNode() { ose_shutdown(); }
+
+}  // namespace ulsanode
