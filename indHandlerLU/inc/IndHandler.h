@@ -24,6 +24,9 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
+
+class TiXmlDocument;
 
 class IndHandler : public SignalSubscriber {
   public:
@@ -81,8 +84,12 @@ class IndHandler : public SignalSubscriber {
     IndHandler();
 
     void dispatch(union SIGNAL** sig);
-    void subscribeReq(union SIGNAL** sig);
+    void subscribeReq(union SIGNAL** sig, OSBUFSIZE size);
     void attachInd(union SIGNAL** sig);
+    /// pid alone when it is not 0, else the subscribers of froType in pid order.
+    std::vector<uint32_t> receivers(uint32_t froType, uint32_t pid) const;
+    /// The document printed and sent as a parameter indication to each receiver.
+    void sendParamChd(uint32_t froId, uint32_t froType, const TiXmlDocument& doc, uint32_t pid);
 
     std::set<std::pair<uint32_t, uint32_t>> subscriptions;  // (froType, pid)
     std::list<uint32_t> wantedSignals;
