@@ -67,7 +67,9 @@ void ULSAtmo::erase(uint32_t id, uint32_t preload, uint32_t tmo_type) {
 }
 
 bool ULSAtmo::contains(uint32_t id, uint32_t preload, uint32_t tmo_type) const {
-    return const_cast<ULSAtmo*>(this)->find(id, preload, tmo_type) != dataVec.end();
+    return std::any_of(dataVec.begin(), dataVec.end(), [&](const TmoRecord& record) {
+        return record.id == id && record.preload == preload && record.tmo_type == tmo_type;
+    });
 }
 
 uint32_t ULSAtmo::ulsa_set_Tmo(uint32_t id, uint32_t preload, uint32_t tmoTime,
