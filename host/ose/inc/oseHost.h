@@ -57,6 +57,38 @@ OSBOOLEAN ose_process_name(PROCESS pid, char* buf, size_t size);
  * most timeout ms; true if it has. For tests and the node's main thread. */
 OSBOOLEAN ose_wait_ended(PROCESS pid, OSTIME timeout);
 
+/* The kernel's clock. Every time-based kernel operation follows it: receive_w_tmo()
+ * and receive_from() time-outs, delay(), request_tmo_sig(). In real time it runs with
+ * the machine's steady clock; in manual time it stands still until a test moves it.
+ * The real-time limits of the host calls (ose_wait_ended, ose_wait_idle) do not
+ * follow it. Switch and advance from one thread at a time. */
+
+/* Switches the kernel to a manual clock that stands still until advanced (true), or
+ * back to real time (false), which goes on from where the manual clock stood. Waits
+ * and time-outs keep their due times across a switch. ose_shutdown() switches back. */
+void ose_clock_set_manual(OSBOOLEAN manual);
+
+/* Advances the manual clock by ms, in steps, one per due time that falls within it:
+ * at each, the time-outs due are delivered to their owners' queues (in order of due
+ * time) and the delays and receive time-outs due are woken; then every process with
+ * a thread of the kernel's own is given time to come to rest (see ose_wait_idle) before
+ * the next step. The same wait comes first, so that signals sent before the call are
+ * handled at the time they were sent. Returns when the clock stands at now + ms and
+ * the processes rest. A process that does not come to rest within 2 s of real time
+ * (blocked outside the kernel) is named on stderr and the clock moves on. Advancing a
+ * clock in real time is a kernel error. */
+void ose_clock_advance(OSTIME ms);
+
+/* The kernel's time in ms since its start, manual or real. */
+OSTIME ose_clock_now_ms(void);
+
+/* Waits at most realTimeoutMs (real time) until the process is idle: blocked in a
+ * receive or a delay that nothing has woken yet, not even a signal it selects. pid 0
+ * waits until every process with a thread of the kernel's own (not adopted threads,
+ * not the caller) is idle, not yet started, or gone. True if so; false on time-out,
+ * or for a process that has ended or that this kernel does not know. */
+OSBOOLEAN ose_wait_idle(PROCESS pid, OSTIME realTimeoutMs);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,6 +1,8 @@
 #include "Kernel.h"
 
+#include <cstdio>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace ose {
@@ -15,6 +17,11 @@ std::atomic<uint64_t> g_nextGeneration{1};
 
 // Redirections followed for one signal before it counts as going nowhere (a loop).
 constexpr int kMaxRedirections = 16;
+
+// How long a step of the manual clock waits for the processes to come to rest, and
+// how often it looks.
+constexpr OSTIME kSettleLimitMs = 2000;
+constexpr std::chrono::microseconds kIdlePoll{50};
 
 // The calling thread's process, valid only in the kernel of that generation.
 struct Identity {
@@ -42,8 +49,9 @@ Kernel::Kernel()
     : m_generation(g_nextGeneration.fetch_add(1)),
       m_firstPid(g_nextPid.load()),
       m_table(m_firstPid),
-      m_timers([this](BufferHeader* h, PROCESS owner) { deliver(h, owner, owner); },
-               [](BufferHeader* h) { release(h); }) {}
+      m_timers(
+          m_clock, [this](BufferHeader* h, PROCESS owner) { deliver(h, owner, owner); },
+          [](BufferHeader* h) { release(h); }) {}
 
 Kernel::~Kernel() = default;
 
@@ -60,6 +68,7 @@ bool Kernel::shutdown() {
     if (self != nullptr) {
         k->leave();
     }
+    k->setClockManual(false);  // a thread that is no process may sleep on the manual clock
     k->shutDownProcesses();
     s_current.store(nullptr, std::memory_order_release);
     delete k;
@@ -403,6 +412,114 @@ bool Kernel::waitEnded(PROCESS pid, OSTIME ms) {
     }
     std::lock_guard<std::mutex> lock(m_mutex);
     return p->dead() && (!p->hasThread || p->threadDone);
+}
+
+std::vector<std::shared_ptr<Process>> Kernel::withQueues() const {
+    std::vector<std::shared_ptr<Process>> live;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& p : m_processes) {
+        if (!p->phantom() && !p->dead()) {
+            live.push_back(p);
+        }
+    }
+    return live;
+}
+
+void Kernel::setClockManual(bool manual) {
+    if (!m_clock.setManual(manual)) {
+        return;
+    }
+    for (const auto& p : withQueues()) {
+        p->queue().clockChanged();
+    }
+    m_timers.clockChanged();
+}
+
+PROCESS Kernel::busyProcess(const Process* self) const {
+    std::vector<std::shared_ptr<Process>> running;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (const auto& p : m_processes) {
+            // Adopted threads belong to tests and tools, which do as they please.
+            if (p.get() == self || p->phantom() || p->adopted() ||
+                p->life() == Process::Life::Stopped) {
+                continue;
+            }
+            if (p->dead() && (!p->hasThread || p->threadDone)) {
+                continue;
+            }
+            running.push_back(p);
+        }
+    }
+    for (const auto& p : running) {
+        if (p->dead() || !p->queue().idle()) {  // a dead one is still unwinding
+            return p->pid();
+        }
+    }
+    return 0;
+}
+
+bool Kernel::waitIdle(PROCESS pid, OSTIME ms) {
+    Process* one = nullptr;
+    if (pid != 0) {
+        one = find(pid);
+        if (one == nullptr) {
+            return false;
+        }
+    }
+    const Process* self = current();
+    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(ms);
+    for (;;) {
+        if (one != nullptr ? !one->dead() && one->queue().idle() : busyProcess(self) == 0) {
+            return true;
+        }
+        if ((one != nullptr && one->dead()) || Clock::now() >= until) {
+            return false;
+        }
+        std::this_thread::sleep_for(kIdlePoll);
+    }
+}
+
+void Kernel::settle(const Process* self) {
+    if (waitIdle(0, kSettleLimitMs)) {
+        return;
+    }
+    const PROCESS busy = busyProcess(self);
+    if (busy != 0) {
+        const Process* p = find(busy);
+        std::fprintf(stderr,
+                     "ose_clock_advance: process 0x%x \"%s\" did not come to rest within %u ms; "
+                     "the clock moves on\n",
+                     busy, p != nullptr ? p->name().c_str() : "?", kSettleLimitMs);
+    }
+}
+
+void Kernel::advanceClock(OSTIME ms) {
+    const Process* self = current();
+    settle(self);  // what was sent before the clock moves is handled at the time it was sent
+    const Clock::time_point target = m_clock.now() + std::chrono::milliseconds(ms);
+    for (;;) {
+        std::vector<std::shared_ptr<Process>> live = withQueues();
+        Clock::time_point next = target;
+        Clock::time_point due;
+        if (m_timers.earliest(due) && due < next) {
+            next = due;
+        }
+        for (const auto& p : live) {
+            if (p->queue().manualDeadline(due) && due < next) {
+                next = due;
+            }
+        }
+        m_clock.setNow(next);
+        m_timers.fireDue(next);
+        for (const auto& p : live) {
+            p->queue().wakeIfDue(next);
+        }
+        settle(self);
+        if (next >= target) {
+            return;
+        }
+    }
 }
 
 }  // namespace ose

@@ -7,14 +7,15 @@
 //
 // Locks, in the order they may be taken (never the other way round):
 //   s_lifeMutex (making and ending kernels) -> m_joinMutex -> m_mutex
-// m_mutex is never held while a queue, the timer service, the environment or the
-// pool is locked, nor while a signal is delivered or an error reported.
+// m_mutex is never held while a queue, the timer service, the environment, the clock or
+// the pool is locked, nor while a signal is delivered or an error reported.
 #ifndef OSE_KERNEL_H
 #define OSE_KERNEL_H
 
 #include "AttachTable.h"
 #include "BufferPool.h"
 #include "Environment.h"
+#include "KernelClock.h"
 #include "NameTable.h"
 #include "Process.h"
 #include "ProcessTable.h"
@@ -81,6 +82,16 @@ class Kernel {
     static bool timeoutRefIssued(OSTMOREF ref);
 
     Environment& environment() { return m_environment; }
+    const KernelClock& clock() const { return m_clock; }
+
+    /// Switches the clock to manual time or back to real time; every timed wait follows.
+    void setClockManual(bool manual);
+    /// Moves the manual clock on by ms in steps, one per due time: what falls due is
+    /// delivered or woken, and the processes come to rest, before the next step.
+    void advanceClock(OSTIME ms);
+    /// Waits at most ms of real time until the process is idle (pid 0: every process with
+    /// a thread of the kernel's own is idle, stopped or gone).
+    bool waitIdle(PROCESS pid, OSTIME ms);
 
     /// Makes the calling thread a process of that name (or gives the one it is).
     PROCESS adopt(const char* name);
@@ -103,6 +114,12 @@ class Kernel {
     void runProcess(std::shared_ptr<Process> p);
     void joinFinished();
     PROCESS addProcess(std::shared_ptr<Process> p);
+    /// The live processes that have a queue.
+    std::vector<std::shared_ptr<Process>> withQueues() const;
+    /// A process other than self whose thread is not at rest, or 0 if all are.
+    PROCESS busyProcess(const Process* self) const;
+    /// Waits a while for every process but self to come to rest; says which one did not.
+    void settle(const Process* self);
 
     static std::atomic<Kernel*> s_current;
     static std::mutex s_lifeMutex;
@@ -123,6 +140,7 @@ class Kernel {
 
     ProcessTable m_table;  // written under m_mutex, read without a lock
     Environment m_environment;
+    KernelClock m_clock;
     TimerService m_timers;  // last: its thread delivers through the members above
 };
 

@@ -49,7 +49,8 @@ BufferHeader* SignalQueue::takeAfter(BufferHeader* prev, const Selection& select
     return h;
 }
 
-BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::time_point deadline) {
+BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::time_point deadline,
+                                const KernelClock& clock) {
     if (BufferHeader* h = takeAfter(nullptr, selection)) {
         return h;
     }
@@ -86,24 +87,76 @@ BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::ti
         m_blocked.store(OS_STATE_RECEIVE, std::memory_order_relaxed);
         if (wait == Wait::Forever) {
             m_cv.wait(lock);
+        } else if (!clock.manual()) {
+            timedOut = m_cv.wait_until(lock, clock.toSteady(deadline)) == std::cv_status::timeout;
         } else {
-            timedOut = m_cv.wait_until(lock, deadline) == std::cv_status::timeout;
+            timedOut = waitManual(lock, deadline, clock);
         }
         m_blocked.store(OS_STATE_READY, std::memory_order_relaxed);
         m_waitingFor = nullptr;
     }
 }
 
-bool SignalQueue::sleepUntil(Clock::time_point deadline) {
+bool SignalQueue::waitManual(std::unique_lock<std::mutex>& lock, Clock::time_point deadline,
+                             const KernelClock& clock) {
+    // The clock is read under the lock: whoever moves it does so before it looks for
+    // waits to wake, so a deadline that has come is either seen here or woken there.
+    if (clock.now() >= deadline) {
+        return true;
+    }
+    m_manualWait = true;
+    m_deadline = deadline;
+    m_cv.wait(lock);
+    m_manualWait = false;
+    return clock.now() >= deadline;
+}
+
+bool SignalQueue::sleepUntil(Clock::time_point deadline, const KernelClock& clock) {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_blocked.store(OS_STATE_DELAY, std::memory_order_relaxed);
     while (!m_interrupted) {
-        if (m_cv.wait_until(lock, deadline) == std::cv_status::timeout) {
+        m_sleeping = true;
+        const bool due = clock.manual() ? waitManual(lock, deadline, clock)
+                                        : m_cv.wait_until(lock, clock.toSteady(deadline)) ==
+                                              std::cv_status::timeout;
+        m_sleeping = false;
+        if (due) {
             break;
         }
     }
     m_blocked.store(OS_STATE_READY, std::memory_order_relaxed);
     return !m_interrupted;
+}
+
+void SignalQueue::clockChanged() {
+    { std::lock_guard<std::mutex> lock(m_mutex); }  // a wait about to block sees the new mode
+    m_cv.notify_all();
+}
+
+bool SignalQueue::manualDeadline(Clock::time_point& deadline) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_manualWait) {
+        deadline = m_deadline;
+    }
+    return m_manualWait;
+}
+
+void SignalQueue::wakeIfDue(Clock::time_point now) {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_manualWait || m_deadline > now) {
+            return;
+        }
+        m_manualWait = false;
+        m_waitingFor = nullptr;
+        m_sleeping = false;
+    }
+    m_cv.notify_all();
+}
+
+bool SignalQueue::idle() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return !m_interrupted && (m_waitingFor != nullptr || m_sleeping);
 }
 
 void SignalQueue::interrupt() {

@@ -6,20 +6,24 @@
 // private list holds the older signals, so searching it first and then what was
 // moved keeps the queue's order. A sender wakes the receiver only if the receiver
 // is blocked and the new signal is one it waits for: at most one wake per signal.
+//
+// A timed wait follows the kernel's clock. In real time it blocks until its
+// deadline's steady time. In manual time it blocks without one and records its
+// deadline, so that the thread moving the clock finds it and wakes it when it falls
+// due (wakeIfDue). A blocked owner that nothing has woken yet is idle: the state a
+// test waits for before it moves the clock or looks at what a process did.
 #ifndef OSE_SIGNAL_QUEUE_H
 #define OSE_SIGNAL_QUEUE_H
 
 #include "BufferHeader.h"
+#include "KernelClock.h"
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
 
 namespace ose {
-
-using Clock = std::chrono::steady_clock;
 
 /// Which signals a receive takes: sel[0] numbers behind it (0: any), and maybe one sender.
 struct Selection {
@@ -55,12 +59,22 @@ class SignalQueue {
 
     /// Any thread: appends a signal; false when the queue is closed (the caller keeps it).
     bool push(BufferHeader* h);
-    /// Owner thread: the first selected signal, waiting as told; null on time-out or interrupt.
-    BufferHeader* take(const Selection& selection, Wait wait, Clock::time_point deadline);
-    /// Owner thread: sleeps until the deadline; false if interrupted before.
-    bool sleepUntil(Clock::time_point deadline);
+    /// Owner thread: the first selected signal, waiting as told until the deadline in the
+    /// clock's time; null on time-out or interrupt.
+    BufferHeader* take(const Selection& selection, Wait wait, Clock::time_point deadline,
+                       const KernelClock& clock);
+    /// Owner thread: sleeps until the deadline in the clock's time; false if interrupted.
+    bool sleepUntil(Clock::time_point deadline, const KernelClock& clock);
     /// Any thread: wakes the owner out of take() or sleepUntil(), now and for good.
     void interrupt();
+    /// Any thread: the clock switched mode; a timed wait starts again under the new one.
+    void clockChanged();
+    /// Any thread: the deadline of a wait blocked under the manual clock, if there is one.
+    bool manualDeadline(Clock::time_point& deadline) const;
+    /// Any thread: ends a wait blocked under the manual clock whose deadline is now or before.
+    void wakeIfDue(Clock::time_point now);
+    /// Any thread: the owner is blocked in take() or sleepUntil() and nothing has woken it.
+    bool idle() const;
     /// Any thread: refuses further signals and returns those pushed but not yet moved.
     BufferHeader* close();
     /// Owner thread: returns the moved signals it did not take.
@@ -72,6 +86,9 @@ class SignalQueue {
 
   private:
     BufferHeader* takeAfter(BufferHeader* prev, const Selection& selection);
+    /// Blocks under the manual clock until woken; true if the deadline has come.
+    bool waitManual(std::unique_lock<std::mutex>& lock, Clock::time_point deadline,
+                    const KernelClock& clock);
 
     mutable std::mutex m_mutex;
     std::condition_variable m_cv;
@@ -82,6 +99,9 @@ class SignalQueue {
     bool m_closed = false;
     bool m_interrupted = false;
     const Selection* m_waitingFor = nullptr;  // set while the owner is blocked in take()
+    bool m_sleeping = false;                  // set while the owner is blocked in sleepUntil()
+    bool m_manualWait = false;                // a wait under the manual clock, until m_deadline
+    Clock::time_point m_deadline;
 
     // Only the owner thread touches the private list; its count is read by get_pcb.
     BufferHeader* m_privHead = nullptr;

@@ -1,11 +1,9 @@
 #include "TimerService.h"
 
-#include <vector>
-
 namespace ose {
 
-TimerService::TimerService(Deliver deliver, Release release)
-    : m_deliver(std::move(deliver)), m_release(std::move(release)) {}
+TimerService::TimerService(const KernelClock& clock, Deliver deliver, Release release)
+    : m_clock(clock), m_deliver(std::move(deliver)), m_release(std::move(release)) {}
 
 TimerService::~TimerService() {
     {
@@ -22,7 +20,11 @@ TimerService::~TimerService() {
 }
 
 void TimerService::request(OSTMOREF ref, PROCESS owner, OSTIME ms, BufferHeader* signal) {
-    const Clock::time_point when = Clock::now() + std::chrono::milliseconds(ms);
+    const Clock::time_point when = m_clock.now() + std::chrono::milliseconds(ms);
+    if (ms == 0 && m_clock.manual()) {
+        m_deliver(signal, owner);  // due now, and the clock may stand still for ever
+        return;
+    }
     bool earliest = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -78,26 +80,56 @@ std::size_t TimerService::size() const {
     return m_due.size();
 }
 
+bool TimerService::earliest(Clock::time_point& due) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_due.empty()) {
+        return false;
+    }
+    due = m_due.begin()->first.first;
+    return true;
+}
+
+void TimerService::takeDue(Clock::time_point now,
+                           std::vector<std::pair<BufferHeader*, PROCESS>>& fired) {
+    while (!m_due.empty() && m_due.begin()->first.first <= now) {
+        auto it = m_due.begin();
+        fired.emplace_back(it->second.signal, it->second.owner);
+        m_whenByRef.erase(it->first.second);
+        m_due.erase(it);
+    }
+}
+
+void TimerService::fireDue(Clock::time_point now) {
+    std::vector<std::pair<BufferHeader*, PROCESS>> fired;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        takeDue(now, fired);
+    }
+    for (auto& f : fired) {
+        m_deliver(f.first, f.second);
+    }
+}
+
+void TimerService::clockChanged() {
+    { std::lock_guard<std::mutex> lock(m_mutex); }  // a thread about to wait sees the new mode
+    m_wake.notify_all();
+}
+
 void TimerService::run() {
     std::vector<std::pair<BufferHeader*, PROCESS>> fired;
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_stop) {
-        if (m_due.empty()) {
+        if (m_due.empty() || m_clock.manual()) {
             m_wake.wait(lock);
             continue;
         }
-        const Clock::time_point now = Clock::now();
+        const Clock::time_point now = m_clock.now();
         const Clock::time_point earliest = m_due.begin()->first.first;  // a copy: the entry may go
         if (earliest > now) {
-            m_wake.wait_until(lock, earliest);
+            m_wake.wait_until(lock, m_clock.toSteady(earliest));
             continue;
         }
-        while (!m_due.empty() && m_due.begin()->first.first <= now) {
-            auto it = m_due.begin();
-            fired.emplace_back(it->second.signal, it->second.owner);
-            m_whenByRef.erase(it->first.second);
-            m_due.erase(it);
-        }
+        takeDue(now, fired);
         lock.unlock();
         for (auto& f : fired) {
             m_deliver(f.first, f.second);

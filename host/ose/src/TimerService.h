@@ -4,11 +4,15 @@
 // O(log n) however many are active. The thread sleeps on a condition variable until
 // the earliest is due; a new earliest time-out wakes it. Signals are delivered after
 // the lock is released, so a delivery never holds up a request or a cancel.
+//
+// Due times are in the kernel clock's time. While the clock is manual the thread
+// fires nothing: the thread that moves the clock fires what falls due (fireDue), so
+// that the signals are in their owners' queues when the clock has moved.
 #ifndef OSE_TIMER_SERVICE_H
 #define OSE_TIMER_SERVICE_H
 
 #include "BufferHeader.h"
-#include "SignalQueue.h"
+#include "KernelClock.h"
 
 #include <condition_variable>
 #include <functional>
@@ -17,6 +21,7 @@
 #include <thread>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace ose {
 
@@ -28,7 +33,7 @@ class TimerService {
     using Release = std::function<void(BufferHeader*)>;
     enum class Cancel { Returned, Gone, NotOwner };
 
-    TimerService(Deliver deliver, Release release);
+    TimerService(const KernelClock& clock, Deliver deliver, Release release);
     /// Stops the thread and frees the signals of time-outs that did not fire.
     ~TimerService();
     TimerService(const TimerService&) = delete;
@@ -42,6 +47,12 @@ class TimerService {
     void cancelAllOf(PROCESS owner);
     /// Active time-outs.
     std::size_t size() const;
+    /// The earliest due time, if a time-out is active.
+    bool earliest(Clock::time_point& due) const;
+    /// Delivers, in order of due time, every time-out due at now or before.
+    void fireDue(Clock::time_point now);
+    /// The clock switched mode: the thread sets its wait again.
+    void clockChanged();
 
   private:
     using Key = std::pair<Clock::time_point, OSTMOREF>;
@@ -51,7 +62,10 @@ class TimerService {
     };
 
     void run();
+    /// Moves the time-outs due at now or before into fired, in order. Under m_mutex.
+    void takeDue(Clock::time_point now, std::vector<std::pair<BufferHeader*, PROCESS>>& fired);
 
+    const KernelClock& m_clock;
     const Deliver m_deliver;
     const Release m_release;
     mutable std::mutex m_mutex;

@@ -11,7 +11,6 @@
 
 #include <cstring>
 #include <string>
-#include <thread>
 
 using ose::BufferHeader;
 using ose::BufferPool;
@@ -145,10 +144,12 @@ union SIGNAL* receiveAs(const char* call, OSTIME timeout, const SIGSELECT* sigse
     const Wait wait = timeout == 0                 ? Wait::Poll
                       : timeout == OS_WAIT_FOREVER ? Wait::Forever
                                                    : Wait::Until;
+    const ose::KernelClock& clock = c.kernel.clock();
     const auto deadline = wait == Wait::Until
-                              ? ose::Clock::now() + std::chrono::milliseconds(timeout)
+                              ? clock.now() + std::chrono::milliseconds(timeout)
                               : ose::Clock::time_point{};
-    BufferHeader* h = self.queue().take(ose::Selection{sigsel, byFrom, from}, wait, deadline);
+    BufferHeader* h =
+        self.queue().take(ose::Selection{sigsel, byFrom, from}, wait, deadline, clock);
     if (h != nullptr) {
         return h->signal();
     }
@@ -424,14 +425,16 @@ union SIGNAL* cancel_tmo_sig(OSTMOREF* tmoref) {
 
 void delay(OSTIME timeout) {
     Caller c = enterBlocking();
+    const ose::KernelClock& clock = c.kernel.clock();
+    const auto deadline = clock.now() + std::chrono::milliseconds(timeout);
     if (c.self == nullptr) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(timeout));
+        clock.sleepUntil(deadline);
         return;
     }
     if (c.self->mayNotBlock()) {
         return;
     }
-    if (!c.self->queue().sleepUntil(ose::Clock::now() + std::chrono::milliseconds(timeout))) {
+    if (!c.self->queue().sleepUntil(deadline, clock)) {
         c.self->checkKilled();
     }
 }

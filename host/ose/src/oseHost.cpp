@@ -83,4 +83,26 @@ OSBOOLEAN ose_wait_ended(PROCESS pid, OSTIME timeout) {
     return k != nullptr && k->waitEnded(pid, timeout) ? 1 : 0;
 }
 
+void ose_clock_set_manual(OSBOOLEAN manual) {
+    Kernel::get().setClockManual(manual != 0);
+}
+
+void ose_clock_advance(OSTIME ms) {
+    Kernel& k = Kernel::get();
+    if (!k.clock().manual()) {
+        kernelError("ose_clock_advance@oseHost.h", OSE_ERR_BAD_ARGUMENT,
+                    "the clock runs in real time");
+        return;
+    }
+    k.advanceClock(ms);
+}
+
+OSTIME ose_clock_now_ms(void) {
+    return Kernel::get().clock().msSinceStart();
+}
+
+OSBOOLEAN ose_wait_idle(PROCESS pid, OSTIME realTimeoutMs) {
+    return Kernel::get().waitIdle(pid, realTimeoutMs) ? 1 : 0;
+}
+
 }  // extern "C"
