@@ -38,14 +38,18 @@ struct BootedNode {
 /// Starts the services and loads the load module; false with a one-line reason when
 /// the database configuration cannot be prepared or the configuration block is
 /// unreadable (then nothing is left running). Call from a thread that is no kernel
-/// process, once per stopNode.
+/// process.
 bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem);
 
 /// Ends every process of the kernel (ose_shutdown). Call from a thread that is no
-/// kernel process, after the client threads have left. The load module's
-/// process-wide objects (its managers and stores) outlive it: a second startNode in
-/// the same Linux process is no clean restart, so a test of a restart boots each node
-/// in a process of its own.
+/// kernel process, after the client threads have left. The manager factory, and what
+/// it owns, ends on the main process as the application unwinds.
+///
+/// startNode may be called again after stopNode, but that is no restart of the node:
+/// the load module's process-wide state (froMgr, transMgr, the platform proxies' found
+/// servers) outlives the kernel's shutdown, and the proxies then send to processes of
+/// the old kernel. A restart is a new Linux process: ulsa-node started again, or a
+/// test that boots each node in a child process.
 void stopNode();
 
 }  // namespace ulsanode

@@ -32,7 +32,9 @@ BootState& bootState() {
     return state;
 }
 
-OS_PROCESS(nodeMainProcess) { runULSpectrumAnalyzerMain(bootState().factory); }
+// The factory moves into the main process: what it owns ends with the application, on
+// that process, while the process-wide services still stand.
+OS_PROCESS(nodeMainProcess) { runULSpectrumAnalyzerMain(std::move(bootState().factory)); }
 
 OS_PROCESS(nodeEntryProcess) {
     BootState& state = bootState();

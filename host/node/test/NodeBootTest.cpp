@@ -31,33 +31,32 @@ class RecordingManager : public ULSpectrumAnalyzerManager {
     std::promise<std::string>& m_ran;
 };
 
-TEST(NodeBoot, boots_with_the_test_manager_serves_transactions_and_boots_again_after_a_stop) {
+TEST(NodeBoot, boots_with_the_test_manager_and_serves_transactions_until_stopped) {
     hostdbtest::KernelErrors kernelErrors;
     hostdbtest::TempFolder folder;
-    for (int boot = 0; boot < 2; ++boot) {
-        SCOPED_TRACE(boot);
-        std::promise<std::string> ran;
-        RecordingManager manager(ran);
-        ulsanode::NodeBootOptions options;
-        options.stateDir = folder.path();
-        options.managerFactory = [&manager]() -> ULSpectrumAnalyzerManager* { return &manager; };
-        ulsanode::BootedNode node;
-        std::string problem;
-        ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
-        EXPECT_NE(node.entry, 0u);
-        EXPECT_NE(node.database.find(folder.path()), std::string::npos);
+    std::promise<std::string> ran;
+    RecordingManager manager(ran);
+    ulsanode::NodeBootOptions options;
+    options.stateDir = folder.path();
+    options.managerFactory = [&manager]() -> ULSpectrumAnalyzerManager* { return &manager; };
+    ulsanode::BootedNode node;
+    std::string problem;
+    ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
+    struct StopAtEnd {
+        ~StopAtEnd() { ulsanode::stopNode(); }  // also when an assertion returns early
+    } stopAtEnd;
+    EXPECT_NE(node.entry, 0u);
+    EXPECT_NE(node.database.find(folder.path()), std::string::npos);
 
-        std::future<std::string> initialised = ran.get_future();
-        ASSERT_EQ(initialised.wait_for(kLimit), std::future_status::ready);
-        EXPECT_EQ(initialised.get(), "ulSpectrumAnalyzer_main_thread");
-        hostdbtest::runAsKernelProcess(kLimit, "mgmtTest", [] {
-            mgmt::ManagementClient client;
-            const mgmt::Confirm created = client.createTransaction(5000);
-            ASSERT_TRUE(created.ok()) << created.describe();
-            EXPECT_TRUE(client.commit(created.transactionId, 5000).ok());
-        });
-        ulsanode::stopNode();
-    }
+    std::future<std::string> initialised = ran.get_future();
+    ASSERT_EQ(initialised.wait_for(kLimit), std::future_status::ready);
+    EXPECT_EQ(initialised.get(), "ulSpectrumAnalyzer_main_thread");
+    hostdbtest::runAsKernelProcess(kLimit, "mgmtTest", [] {
+        mgmt::ManagementClient client;
+        const mgmt::Confirm created = client.createTransaction(5000);
+        ASSERT_TRUE(created.ok()) << created.describe();
+        EXPECT_TRUE(client.commit(created.transactionId, 5000).ok());
+    });
     EXPECT_EQ(hostdbtest::KernelErrors::take(), std::vector<std::string>{});
 }
 
