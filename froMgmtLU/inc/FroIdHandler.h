@@ -5,19 +5,52 @@
 // carry. The type cannot be read back from an id. For each type the external ids
 // in use are kept in the order of taking; a new id is the lowest free one of
 // 0..4094. Exhaustion is not detected: the search then gives 0 again.
+//
+// Beside the list in order of taking, each type keeps an index of the same ids: a
+// count per id and a bit per id of 0..4095 that is in use. Whether an id is in use
+// and which is the lowest free one are answered from the index, so that neither
+// walks the list; the list stays what callers see (getUsedIds) and what a free
+// erases from, keeping the order of the rest.
 #ifndef FRO_ID_HANDLER_H
 #define FRO_ID_HANDLER_H
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 class TraceHandle;
 
 class FroIdHandler {
   public:
+    /// The ids of one type in use, counted: the same multiset as a type's usedIds.
+    class UsedIdIndex {
+      public:
+        UsedIdIndex();
+        /// One more holder of the id.
+        void add(uint32_t externalFroId);
+        /// One holder fewer; the caller has seen the id in use.
+        void remove(uint32_t externalFroId);
+        /// How many times the id is in use.
+        uint32_t count(uint32_t externalFroId) const;
+        /// The lowest id of 0..highest that is not in use; false when all are.
+        bool lowestFree(uint32_t highest, uint32_t& externalFroId) const;
+
+      private:
+        // Ids 0..4095 are counted in place and marked in `taken`; a reserved id of
+        // 4096 or more, kept unmasked, is counted in `countsAbove`.
+        static constexpr uint32_t kCounted = 4096;
+        static constexpr std::size_t kWordBits = 64;
+        std::vector<uint32_t> counts;
+        std::array<uint64_t, kCounted / kWordBits> taken{};
+        std::unordered_map<uint32_t, uint32_t> countsAbove;
+    };
+
     struct FroTypeEntry {
         uint32_t froType = 0;
         std::vector<uint32_t> usedIds;  // in order of taking, not sorted
+        UsedIdIndex index;              // the same ids counted: answers isUsed and the search
     };
 
     /// The process-wide instance, made on first use and kept for the life of the process.
@@ -57,8 +90,12 @@ class FroIdHandler {
     bool isUsed(uint32_t froType, uint32_t externalFroId) const;
     /// The external ids in use for the type, in order of taking.
     std::vector<uint32_t> getUsedIds(uint32_t froType) const;
+    /// How many external ids are in use for the type (the length of its list).
+    std::size_t usedIdCount(uint32_t froType) const;
 
   private:
+    // Erases the first holder of the id from the list and the index; false when unused.
+    bool eraseUsedId(uint32_t froType, uint32_t externalFroId);
     FroTypeEntry* findEntry(uint32_t froType);
     const FroTypeEntry* findEntry(uint32_t froType) const;
 

@@ -7,7 +7,11 @@
 //
 // The store is keyed by Ldn handles, which compare by their place in text order: a
 // lookup by LDN text is one hash lookup of the text and a map search on integers.
-// Lookups by id and the LDN lookups by id are linear walks over the store.
+// Beside the store an index from complete id to its entries is kept with every
+// insertion and erasure, so that lookups by complete id (getLdn of an id, getFro of
+// a type and external id) are one hash lookup; where two fROs share a complete id
+// (types that differ only above their low 19 bits) the first in LDN order answers,
+// as a walk over the store would. The lookups by MO type and external id are walks.
 //
 // No locks: everything runs on the thread of the application loop. Subscribers and
 // observers run synchronously and may call back into the store.
@@ -27,6 +31,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -227,7 +232,11 @@ class froMgr : public listener::Subject {
     ~froMgr() override;
 
     Store::const_iterator findEntry(const std::string& ldn) const;
+    // The first entry in LDN order whose fRO has that complete id; end() when none.
     Store::const_iterator findById(uint32_t completeId) const;
+    // Puts a stored entry into the id index, or takes it out before it leaves the store.
+    void indexById(Store::const_iterator entry);
+    void unindexById(Store::const_iterator entry);
     Store::const_iterator findByMoType(const std::string& moType, int32_t externalId) const;
     template <class Result>
     std::vector<Result> collectFros(const std::string& moType, const std::string* attributeName,
@@ -236,6 +245,10 @@ class froMgr : public listener::Subject {
     std::vector<Result> collectMoRefs(const std::string& ldn) const;
 
     Store fros;
+    // Complete id (as the fRO held it when stored) to the entries of the store with it;
+    // more than one only where types share their low 19 bits. A committed fRO's id does
+    // not change while it is stored.
+    std::unordered_multimap<uint32_t, Store::const_iterator> idIndex;
     // first: group "FroMgmtLU" (entry and exit); second: the node's group "Ft_CONFIG"
     // (what happens to the store), through its global reference, which start-up fills.
     std::pair<const TraceHandle*, TraceObject* const*> traces;

@@ -16,7 +16,7 @@ FroIdRefusal checkExternalFroId(uint32_t froType, int32_t externalId) {
     }
     const FroIdHandler& ids = FroIdHandler::instance();
     // Cheap first: fewer ids in use than the search covers leaves one free.
-    if (ids.getUsedIds(froType).size() < kSearchedIds) {
+    if (ids.usedIdCount(froType) < kSearchedIds) {
         return FroIdRefusal::none;
     }
     // The search gives 0 both for "0 is free" and for "nothing is free".

@@ -9,6 +9,57 @@ namespace {
 constexpr uint32_t kHighestSearchedId = 4094;
 }  // namespace
 
+FroIdHandler::UsedIdIndex::UsedIdIndex() : counts(kCounted, 0) {}
+
+void FroIdHandler::UsedIdIndex::add(uint32_t externalFroId) {
+    if (externalFroId >= kCounted) {
+        ++countsAbove[externalFroId];
+        return;
+    }
+    if (counts[externalFroId]++ == 0) {
+        taken[externalFroId / kWordBits] |= uint64_t{1} << (externalFroId % kWordBits);
+    }
+}
+
+void FroIdHandler::UsedIdIndex::remove(uint32_t externalFroId) {
+    if (externalFroId >= kCounted) {
+        auto found = countsAbove.find(externalFroId);
+        if (found != countsAbove.end() && --found->second == 0) {
+            countsAbove.erase(found);
+        }
+        return;
+    }
+    if (counts[externalFroId] != 0 && --counts[externalFroId] == 0) {
+        taken[externalFroId / kWordBits] &= ~(uint64_t{1} << (externalFroId % kWordBits));
+    }
+}
+
+uint32_t FroIdHandler::UsedIdIndex::count(uint32_t externalFroId) const {
+    if (externalFroId >= kCounted) {
+        auto found = countsAbove.find(externalFroId);
+        return found != countsAbove.end() ? found->second : 0;
+    }
+    return counts[externalFroId];
+}
+
+bool FroIdHandler::UsedIdIndex::lowestFree(uint32_t highest, uint32_t& externalFroId) const {
+    // The first word with a clear bit holds the answer: at most 64 words to look at.
+    for (std::size_t word = 0; word < taken.size(); ++word) {
+        const uint64_t freeBits = ~taken[word];
+        if (freeBits == 0) {
+            continue;
+        }
+        const uint32_t candidate = static_cast<uint32_t>(
+            word * kWordBits + static_cast<std::size_t>(__builtin_ctzll(freeBits)));
+        if (candidate > highest) {
+            return false;
+        }
+        externalFroId = candidate;
+        return true;
+    }
+    return false;
+}
+
 FroIdHandler& FroIdHandler::instance() {
     // Never destroyed: fROs free their ids from their destructors, up to the end.
     static FroIdHandler* handler = new FroIdHandler();
@@ -46,31 +97,34 @@ uint32_t FroIdHandler::getNewFroId(uint32_t froType) {
 
 bool FroIdHandler::freeFroId(uint32_t froType, uint32_t completeFroId) {
     const uint32_t external = getExternalFroId(completeFroId);
-    FroTypeEntry* entry = findEntry(froType);
-    if (entry == nullptr) {
+    if (!eraseUsedId(froType, external)) {
         return false;
     }
-    auto found = std::find(entry->usedIds.begin(), entry->usedIds.end(), external);
-    if (found == entry->usedIds.end()) {
-        return false;
-    }
-    entry->usedIds.erase(found);
     TRACE(*trace, 8, "freeFroId: freed froId: %u for froType: 0x%08x ", external, froType);
     return true;
 }
 
 bool FroIdHandler::freeExternalFroId(uint32_t froType, uint32_t externalFroId) {
-    FroTypeEntry* entry = findEntry(froType);
-    if (entry == nullptr) {
+    if (!eraseUsedId(froType, externalFroId)) {
         return false;
     }
-    auto found = std::find(entry->usedIds.begin(), entry->usedIds.end(), externalFroId);
-    if (found == entry->usedIds.end()) {
-        return false;
-    }
-    entry->usedIds.erase(found);
     TRACE(*trace, 8, "freeExternalFroId: freed froId: %u for froType: 0x%08x ", externalFroId,
           froType);
+    return true;
+}
+
+bool FroIdHandler::eraseUsedId(uint32_t froType, uint32_t externalFroId) {
+    FroTypeEntry* entry = findEntry(froType);
+    if (entry == nullptr || entry->index.count(externalFroId) == 0) {
+        return false;
+    }
+    // The first holder in order of taking goes; the rest keep their order.
+    auto found = std::find(entry->usedIds.begin(), entry->usedIds.end(), externalFroId);
+    if (found == entry->usedIds.end()) {
+        return false;  // cannot be: the index counts what the list holds
+    }
+    entry->usedIds.erase(found);
+    entry->index.remove(externalFroId);
     return true;
 }
 
@@ -106,24 +160,20 @@ void FroIdHandler::allocateFroId(uint32_t froType, uint32_t externalFroId) {
         return;  // cannot be: the list was made just now
     }
     entry->usedIds.push_back(externalFroId);
+    entry->index.add(externalFroId);
     TRACE(*trace, 8, "allocateFroId: allocated froId: %u for froType: 0x%08x", externalFroId,
           froType);
 }
 
 uint32_t FroIdHandler::findLowestFreeFroId(uint32_t froType) const {
     const FroTypeEntry* entry = findEntry(froType);
-    if (entry == nullptr) {
-        return 0;
+    uint32_t lowest = 0;
+    if (entry == nullptr || !entry->index.lowestFree(kHighestSearchedId, lowest)) {
+        return 0;  // unknown type, or every id of 0..4094 taken
     }
-    for (uint32_t candidate = 0; candidate <= kHighestSearchedId; ++candidate) {
-        if (std::find(entry->usedIds.begin(), entry->usedIds.end(), candidate) ==
-            entry->usedIds.end()) {
-            TRACE(*trace, 8, "findLowestFreeFroId: found lowest froId: %u for froType: 0x%08x",
-                  candidate, froType);
-            return candidate;
-        }
-    }
-    return 0;
+    TRACE(*trace, 8, "findLowestFreeFroId: found lowest froId: %u for froType: 0x%08x", lowest,
+          froType);
+    return lowest;
 }
 
 uint32_t FroIdHandler::generateCompleteFroId(uint32_t froType, uint32_t externalFroId) const {
@@ -139,17 +189,22 @@ void FroIdHandler::createNewFroTypeList(uint32_t froType) {
     if (findEntry(froType) != nullptr) {
         return;
     }
-    froTypes.push_back(FroTypeEntry{froType, {}});
+    froTypes.emplace_back();
+    froTypes.back().froType = froType;
     TRACE(*trace, 8, "createNewFroTypeList: created new type vector, froType: 0x%08x", froType);
 }
 
 bool FroIdHandler::isUsed(uint32_t froType, uint32_t externalFroId) const {
     const FroTypeEntry* entry = findEntry(froType);
-    return entry != nullptr && std::find(entry->usedIds.begin(), entry->usedIds.end(),
-                                         externalFroId) != entry->usedIds.end();
+    return entry != nullptr && entry->index.count(externalFroId) != 0;
 }
 
 std::vector<uint32_t> FroIdHandler::getUsedIds(uint32_t froType) const {
     const FroTypeEntry* entry = findEntry(froType);
     return entry != nullptr ? entry->usedIds : std::vector<uint32_t>();
+}
+
+std::size_t FroIdHandler::usedIdCount(uint32_t froType) const {
+    const FroTypeEntry* entry = findEntry(froType);
+    return entry != nullptr ? entry->usedIds.size() : 0;
 }

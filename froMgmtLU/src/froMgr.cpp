@@ -74,12 +74,40 @@ froMgr::Store::const_iterator froMgr::findEntry(const std::string& ldn) const {
 }
 
 froMgr::Store::const_iterator froMgr::findById(uint32_t completeId) const {
-    for (auto entry = fros.begin(); entry != fros.end(); ++entry) {
-        if (static_cast<uint32_t>(entry->second->getFroId()) == completeId) {
-            return entry;
+    auto found = fros.end();
+    const auto range = idIndex.equal_range(completeId);
+    for (auto candidate = range.first; candidate != range.second; ++candidate) {
+        const Store::const_iterator entry = candidate->second;
+        if (static_cast<uint32_t>(entry->second->getFroId()) != completeId) {
+            continue;  // its id was changed while stored: a walk would pass it by too
+        }
+        if (found == fros.end() || fros.key_comp()(entry->first, found->first)) {
+            found = entry;
         }
     }
-    return fros.end();
+    return found;
+}
+
+void froMgr::indexById(Store::const_iterator entry) {
+    idIndex.emplace(static_cast<uint32_t>(entry->second->getFroId()), entry);
+}
+
+void froMgr::unindexById(Store::const_iterator entry) {
+    const auto range = idIndex.equal_range(static_cast<uint32_t>(entry->second->getFroId()));
+    for (auto candidate = range.first; candidate != range.second; ++candidate) {
+        if (candidate->second == entry) {
+            idIndex.erase(candidate);
+            return;
+        }
+    }
+    // Filed under the id it had when stored, which someone has changed since: look
+    // everywhere rather than leave the index pointing at an erased entry.
+    for (auto candidate = idIndex.begin(); candidate != idIndex.end(); ++candidate) {
+        if (candidate->second == entry) {
+            idIndex.erase(candidate);
+            return;
+        }
+    }
 }
 
 froMgr::Store::const_iterator froMgr::findByMoType(const std::string& moType,
@@ -113,7 +141,14 @@ fRO* froMgr::createMO(const std::string& ldn, uint32_t fROType, int32_t fROId) {
     if (fro) {
         Ldn key = LdnManager::instance().insertLdn(ldn, fro);
         if (!key.isEmpty()) {
-            fros[key] = fro;
+            auto entry = fros.find(key);
+            if (entry != fros.end()) {
+                unindexById(entry);
+                entry->second = fro;
+            } else {
+                entry = fros.emplace(std::move(key), fro).first;
+            }
+            indexById(entry);
             stored = true;
         }
     }
@@ -149,6 +184,7 @@ bool froMgr::deleteMO(const std::string& ldn) {
     std::shared_ptr<fRO> fro = entry->second;
     LdnManager::instance().invalidateNode(entry->first.getNode());
     // The key's release may take the node and its unused ancestors out of the tree.
+    unindexById(entry);
     fros.erase(entry);
     fro->prepareForDeletion();
     fROFactory::instance().deleteFRO(fro);
@@ -188,6 +224,7 @@ void froMgr::clear() {
     TRACE(*traces.first, 2, "froMgr::clear()");
     Store going;
     going.swap(fros);
+    idIndex.clear();
     LdnManager::instance().invalidateAll();
     TRACE(*traces.second, 8, "Size before callback: %d",
           static_cast<int>(creationSubscribers.size()));
