@@ -26,8 +26,7 @@ class IndHandlerApiForwarding : public Interface {
     }
 
     void registerClient(IndHandlerObserverIf* observer) override {
-        TRACE(m_trace, 2, "%s::registerClient(observer=%p)", m_name,
-              static_cast<void*>(observer));
+        TRACE(m_trace, 2, "%s::registerClient(observer=%p)", m_name, static_cast<void*>(observer));
         m_handler.registerClient(observer, Version);
         TRACE(m_trace, 3, "%s::registerClient returns", m_name);
     }
@@ -66,8 +65,8 @@ class IndHandlerApiForwarding : public Interface {
                       const std::string& faultIdLogical, const std::string& faultDescription,
                       const AdditionalData& additionalData, const std::string& severity,
                       int32_t eventId) override {
-        sendFaultInd(froId, froType, ldn, faultId, faultIdLogical, faultDescription,
-                     additionalData, severity, eventId, 0);
+        sendFaultInd(froId, froType, ldn, faultId, faultIdLogical, faultDescription, additionalData,
+                     severity, eventId, 0);
     }
 
     void sendParamChdInd(uint32_t froId, uint32_t froType, const std::string& ldn,

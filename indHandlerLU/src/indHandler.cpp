@@ -77,8 +77,7 @@ constexpr IndicationForm kFaultInd{maofro::MAO_FRO_FAULT_IND, "MAO_FRO_FAULT_IND
 constexpr IndicationForm kFaultCeasedInd{maofro::MAO_FRO_FAULT_CEASED_IND,
                                          "MAO_FRO_FAULT_CEASED_IND", maofro::faultCeasedIndSize};
 constexpr IndicationForm kParameterChdInd{maofro::MAO_FRO_PARAMETER_CHD_IND,
-                                          "MAO_FRO_PARAMETER_CHD_IND",
-                                          maofro::parameterChdIndSize};
+                                          "MAO_FRO_PARAMETER_CHD_IND", maofro::parameterChdIndSize};
 
 // Allocates the indication with the head words behind its number, the XML as its one
 // attribute (21, string) NUL-padded to L bytes, traces it and sends it to pid.
@@ -232,11 +231,16 @@ void IndHandler::subscribeReq(union SIGNAL** sig, OSBUFSIZE size) {
     maofro::MaoFroNotifySubscribeReq2 request{};
     if (size < sizeof request) {
         TRACE(traceObject, 1,
-              "MAOFRO_NOTIFY_SUBSCRIBE_REQ2 from 0x%x has %u bytes, fewer than %zu: dropped",
-              from, size, sizeof request);
+              "MAOFRO_NOTIFY_SUBSCRIBE_REQ2 from 0x%x has %u bytes, fewer than %zu: dropped", from,
+              size, sizeof request);
         return;
     }
     std::memcpy(&request, *sig, sizeof request);
+    if (from == 0) {
+        // No process to attach to or to send indications to.
+        TRACE(traceObject, 1, "MAOFRO_NOTIFY_SUBSCRIBE_REQ2 without a sending process: dropped");
+        return;
+    }
 
     bool known = false;
     for (const auto& subscription : subscriptions) {
@@ -348,8 +352,8 @@ void IndHandler::sendFaultInd2(uint32_t froId, uint32_t froType, const std::stri
 
 void IndHandler::sendFaultCeasedInd(uint32_t froId, uint32_t froType, const std::string& ldn,
                                     int32_t faultId, const std::string& faultIdLogical) {
-    TRACE(traceObject, 2, "IndHandler::sendFaultCeasedInd(froId=%u, froType=%u, faultId=%d)",
-          froId, froType, faultId);
+    TRACE(traceObject, 2, "IndHandler::sendFaultCeasedInd(froId=%u, froType=%u, faultId=%d)", froId,
+          froType, faultId);
     for (const uint32_t receiver : receivers(froType, 0)) {
         TiXmlDocument doc;
         TiXmlElement* fault = addElement(startDocument(doc, version, ldn), "fault");

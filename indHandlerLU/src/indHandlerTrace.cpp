@@ -49,12 +49,13 @@ class FieldReader {
 // The indications differ only in the offset of their attribute head.
 std::string indicationText(const FieldReader& in, const char* prefix, std::size_t attrOffset) {
     const std::size_t data = attrOffset + maofro::kAttrDataOffset;
-    return std::string(prefix) +
-           traceFormat(", attributeArray[0].attribute=%u, attributeArray[0].type=%d, "
-                       "attributeArray[0].status=%d, attributeArray[0].value=%u, "
-                       "attributeArray[0].data=%s",
-                       in.u32(attrOffset), in.s16(attrOffset + 4), in.s16(attrOffset + 6),
-                       in.u32(attrOffset + 8), in.text(data, in.u32(attrOffset + 8)).c_str());
+    return std::string(prefix) + traceFormat(
+                                     ", attributeArray[0].attribute=%u, attributeArray[0].type=%d, "
+                                     "attributeArray[0].status=%d, attributeArray[0].value=%u, "
+                                     "attributeArray[0].data=%s",
+                                     in.u32(attrOffset), in.s16(attrOffset + 4),
+                                     in.s16(attrOffset + 6), in.u32(attrOffset + 8),
+                                     in.text(data, in.u32(attrOffset + 8)).c_str());
 }
 
 }  // namespace
@@ -70,9 +71,10 @@ std::string signalFieldText(const union SIGNAL* sig, OSBUFSIZE size) {
             if (!in.holds(sizeof(maofro::MaoFroNotifySubscribeReq2))) {
                 return std::string();
             }
-            return traceFormat("MAOFRO_NOTIFY_SUBSCRIBE_REQ2, sigNo=0x%x, signalRevision=%u, "
-                               "clientId=%u, froType=%u",
-                               sigNo, in.u32(4), in.u32(8), in.u32(12));
+            return traceFormat(
+                "MAOFRO_NOTIFY_SUBSCRIBE_REQ2, sigNo=0x%x, signalRevision=%u, "
+                "clientId=%u, froType=%u",
+                sigNo, in.u32(4), in.u32(8), in.u32(12));
         case maofro::IND_HND_MAO_FRO_ATTACH_IND:
             return traceFormat("IND_HND_MAO_FRO_ATTACH_IND, sigNo=0x%x", sigNo);
         case maofro::MAO_FRO_FAULT_IND:

@@ -14,8 +14,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -98,7 +100,9 @@ class Node {
         send_w_s(&sig, from, app);
         deliver();
     }
-    void subscribe(PROCESS from, uint32_t froType) { request(from, {kSubscribeReq, 2, 9, froType}); }
+    void subscribe(PROCESS from, uint32_t froType) {
+        request(from, {kSubscribeReq, 2, 9, froType});
+    }
 
     /// Hands every pending request and attach signal to the distributor; how many.
     int deliver() {
@@ -174,11 +178,11 @@ TEST(IndHandler, subscribedClientGetsFaultIndicationWithEveryField) {
         const PROCESS a = node.subscriber("clientA");
         node.subscribe(a, 5);
         EXPECT_EQ(log, std::vector<std::string>{"o:5:" + std::to_string(a)});
-        EXPECT_TRUE(trace.has(11, "MAOFRO_NOTIFY_SUBSCRIBE_REQ2, sigNo=0xb0024, "
-                                  "signalRevision=2, clientId=9, froType=5"));
+        EXPECT_TRUE(trace.has(11,
+                              "MAOFRO_NOTIFY_SUBSCRIBE_REQ2, sigNo=0xb0024, "
+                              "signalRevision=2, clientId=9, froType=5"));
 
-        node.v0->sendFaultInd(3, 5, kLdn, -7, "LinkDown", "lost & found", {"a", "b<c"}, "HIGH",
-                              42);
+        node.v0->sendFaultInd(3, 5, kLdn, -7, "LinkDown", "lost & found", {"a", "b<c"}, "HIGH", 42);
         const std::vector<Received> got = node.indications();
         ASSERT_EQ(got.size(), 1u);
         const Received& ind = got[0];
@@ -197,13 +201,14 @@ TEST(IndHandler, subscribedClientGetsFaultIndicationWithEveryField) {
                                      "   <attr name=\"severity\" type=\"STRING\" "
                                      "value=\"HIGH\" />\n"));
         // The signal's trace is longer than one piece of 400.
-        EXPECT_TRUE(trace.hasPrefix(10, "MAO_FRO_FAULT_IND, sigNo=0xb0070, froId=3, froType=5, "
-                                        "specificProblem=4294967289, primaryInd=0, "
-                                        "noOfAttributes=1, attributeArray[0].attribute=21, "
-                                        "attributeArray[0].type=1, attributeArray[0].status=0, "
-                                        "attributeArray[0].value=" +
-                                            std::to_string(ind.word(32)) +
-                                            ", attributeArray[0].data=<?xml"));
+        EXPECT_TRUE(trace.hasPrefix(10,
+                                    "MAO_FRO_FAULT_IND, sigNo=0xb0070, froId=3, froType=5, "
+                                    "specificProblem=4294967289, primaryInd=0, "
+                                    "noOfAttributes=1, attributeArray[0].attribute=21, "
+                                    "attributeArray[0].type=1, attributeArray[0].status=0, "
+                                    "attributeArray[0].value=" +
+                                        std::to_string(ind.word(32)) +
+                                        ", attributeArray[0].data=<?xml"));
         EXPECT_TRUE(trace.has(10, "END long trace"));
         EXPECT_TRUE(trace.hasPrefix(15, "SigNo: 0xb0070"));
 
@@ -214,11 +219,12 @@ TEST(IndHandler, subscribedClientGetsFaultIndicationWithEveryField) {
         EXPECT_EQ(ceased[0].word(12), 7u);
         EXPECT_EQ(ceased[0].word(16), 1u);
         EXPECT_EQ(ceased[0].xml(20, 36),
-                  std::string(kHead) + "  <fault>\n"
-                                       "   <attr name=\"faultId\" type=\"S32\" value=\"7\" />\n"
-                                       "   <attr name=\"faultIdLogical\" type=\"STRING\" "
-                                       "value=\"LinkDown\" />\n"
-                                       "  </fault>\n" +
+                  std::string(kHead) +
+                      "  <fault>\n"
+                      "   <attr name=\"faultId\" type=\"S32\" value=\"7\" />\n"
+                      "   <attr name=\"faultIdLogical\" type=\"STRING\" "
+                      "value=\"LinkDown\" />\n"
+                      "  </fault>\n" +
                       kTail);
     });
 }
@@ -264,12 +270,16 @@ TEST(IndHandler, faultIndicationForms) {
         bool unsupported;
     };
     const std::string emptyArray = "   <array name=\"additionalData\" />\n";
-    const std::string oneText = "   <array name=\"additionalData\">\n"
-                                "    <attr type=\"STRING\" value=\"x\" />\n"
-                                "   </array>\n";
+    const std::string oneText =
+        "   <array name=\"additionalData\">\n"
+        "    <attr type=\"STRING\" value=\"x\" />\n"
+        "   </array>\n";
     const std::vector<Case> cases = {
         {1, {}, emptyArray, "   <attr name=\"severity\" type=\"STRING\" value=\"LOW\" />\n", false},
-        {2, {"x"}, oneText, "   <attr name=\"severity\" type=\"STRING\" value=\"HIGH\" />\n",
+        {2,
+         {"x"},
+         oneText,
+         "   <attr name=\"severity\" type=\"STRING\" value=\"HIGH\" />\n",
          false},
         {3, {"x"}, oneText, "", true},
         {4, {}, emptyArray, "", false},
@@ -305,7 +315,9 @@ TEST(IndHandler, parameterIndications) {
         node.v0->sendParamChdInd(1, 77, kLdn, Attributes{{"info", "STRING", "x"}});
         EXPECT_TRUE(node.indications().empty()) << "no subscriber of type 77";
 
-        // Every length of text modulo 4: L is the text and its NUL in whole words.
+        // Every length of text modulo 4: L is the text and its NUL in whole words, so a
+        // text of 7 has L 8 and one of 8 has L 12.
+        std::set<uint32_t> padding;
         for (const std::string value : {"", "v", "vv", "vvv"}) {
             node.v0->sendParamChdInd(9, 5, kLdn, Attributes{{"info", "STRING", value}}, 0);
             const std::vector<Received> got = node.indications();
@@ -314,10 +326,12 @@ TEST(IndHandler, parameterIndications) {
             EXPECT_EQ(got[0].word(4), 9u);
             EXPECT_EQ(got[0].word(8), 5u);
             EXPECT_EQ(got[0].word(12), 1u);
-            EXPECT_EQ(got[0].xml(16, 32),
-                      std::string(kHead) + "  <attr name=\"info\" type=\"STRING\" value=\"" +
-                          value + "\" />\n" + kTail);
+            EXPECT_EQ(got[0].xml(16, 32), std::string(kHead) +
+                                              "  <attr name=\"info\" type=\"STRING\" value=\"" +
+                                              value + "\" />\n" + kTail);
+            padding.insert(got[0].word(24) - static_cast<uint32_t>(got[0].xml(16, 32).size()));
         }
+        EXPECT_EQ(padding, (std::set<uint32_t>{1, 2, 3, 4}));
 
         SimpleAttribute info("info", "STRING", "ok");
         ArrayAttribute list("list", "array");
@@ -349,8 +363,9 @@ TEST(IndHandler, malformedAndUnknownSignalsAreTracedAndDropped) {
         EXPECT_TRUE(node.v1->maoFroEvent(&sig));
         free_buf(&sig);
         EXPECT_TRUE(trace.hasPrefix(1, "Unknown signal (0x1234) received from 0x"));
-        EXPECT_TRUE(trace.has(8, "maoFroEvent maoFroEvent maoFroEvent maoFroEvent maoFroEvent "
-                                 "maoFroEvent ***** IndHandler::sendParamChdInd*****"));
+        EXPECT_TRUE(trace.has(8,
+                              "maoFroEvent maoFroEvent maoFroEvent maoFroEvent maoFroEvent "
+                              "maoFroEvent ***** IndHandler::sendParamChdInd*****"));
     });
 }
 
