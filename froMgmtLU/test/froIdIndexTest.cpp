@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <map>
 #include <random>
@@ -37,12 +38,10 @@ class PlainIdWalk {
         const uint32_t external = findLowestFreeFroId(froType);
         allocateFroId(froType, external);
         const uint32_t complete = completeId(froType, external);
-        char text[200];
-        std::snprintf(text, sizeof text,
-                      "generateCompleteFroId: generated completeFroId (internalId): 0x%08x from "
-                      "froType: 0x%08x and external froId: 0x%08x",
-                      complete, froType, external);
-        traces.emplace_back(8, text);
+        note(8,
+             "generateCompleteFroId: generated completeFroId (internalId): 0x%08x from "
+             "froType: 0x%08x and external froId: 0x%08x",
+             complete, froType, external);
         return complete;
     }
 
@@ -53,11 +52,8 @@ class PlainIdWalk {
         }
         for (uint32_t candidate = 0; candidate <= kHighestSearched; ++candidate) {
             if (std::find(used->begin(), used->end(), candidate) == used->end()) {
-                char text[120];
-                std::snprintf(text, sizeof text,
-                              "findLowestFreeFroId: found lowest froId: %u for froType: 0x%08x",
-                              candidate, froType);
-                traces.emplace_back(8, text);
+                note(8, "findLowestFreeFroId: found lowest froId: %u for froType: 0x%08x",
+                     candidate, froType);
                 return candidate;
             }
         }
@@ -66,26 +62,18 @@ class PlainIdWalk {
 
     void allocateFroId(uint32_t froType, uint32_t external) {
         createNewFroTypeList(froType).push_back(external);
-        char text[120];
-        std::snprintf(text, sizeof text, "allocateFroId: allocated froId: %u for froType: 0x%08x",
-                      external, froType);
-        traces.emplace_back(8, text);
+        note(8, "allocateFroId: allocated froId: %u for froType: 0x%08x", external, froType);
     }
 
     bool reserveFroId(uint32_t froType, uint32_t external) {
         createNewFroTypeList(froType);
-        char text[120];
         if (isUsed(froType, external)) {
-            std::snprintf(text, sizeof text,
-                          "Failed to reserve froId: %u for froType: 0x%08x (already taken)",
-                          external, froType);
-            traces.emplace_back(1, text);
+            note(1, "Failed to reserve froId: %u for froType: 0x%08x (already taken)", external,
+                 froType);
             return false;
         }
         allocateFroId(froType, external);
-        std::snprintf(text, sizeof text, "reserveFroId: reserved froId: %u for froType: 0x%08x",
-                      external, froType);
-        traces.emplace_back(8, text);
+        note(8, "reserveFroId: reserved froId: %u for froType: 0x%08x", external, froType);
         return true;
     }
 
@@ -94,10 +82,7 @@ class PlainIdWalk {
         if (!erase(froType, external)) {
             return false;
         }
-        char text[120];
-        std::snprintf(text, sizeof text, "freeFroId: freed froId: %u for froType: 0x%08x ",
-                      external, froType);
-        traces.emplace_back(8, text);
+        note(8, "freeFroId: freed froId: %u for froType: 0x%08x ", external, froType);
         return true;
     }
 
@@ -105,10 +90,7 @@ class PlainIdWalk {
         if (!erase(froType, external)) {
             return false;
         }
-        char text[120];
-        std::snprintf(text, sizeof text, "freeExternalFroId: freed froId: %u for froType: 0x%08x ",
-                      external, froType);
-        traces.emplace_back(8, text);
+        note(8, "freeExternalFroId: freed froId: %u for froType: 0x%08x ", external, froType);
         return true;
     }
 
@@ -127,15 +109,22 @@ class PlainIdWalk {
     std::vector<Trace> takeTraces() { return std::exchange(traces, {}); }
 
   private:
+    // One line as the handler's trace writes it.
+    __attribute__((format(printf, 3, 4))) void note(unsigned level, const char* pattern, ...) {
+        char text[200];
+        va_list arguments;
+        va_start(arguments, pattern);
+        std::vsnprintf(text, sizeof text, pattern, arguments);
+        va_end(arguments);
+        traces.emplace_back(level, text);
+    }
+
     std::vector<uint32_t>& createNewFroTypeList(uint32_t froType) {
         if (std::vector<uint32_t>* used = listOf(froType)) {
             return *used;
         }
         types.emplace_back(froType, std::vector<uint32_t>());
-        char text[100];
-        std::snprintf(text, sizeof text,
-                      "createNewFroTypeList: created new type vector, froType: 0x%08x", froType);
-        traces.emplace_back(8, text);
+        note(8, "createNewFroTypeList: created new type vector, froType: 0x%08x", froType);
         return types.back().second;
     }
 
@@ -171,10 +160,9 @@ class PlainIdWalk {
 enum class Op { newId, reserve, allocate, free, freeExternal, lowest, used, clear };
 
 const char* nameOf(Op op) {
-    static const char* const names[] = {"getNewFroId",       "reserveFroId",
-                                        "allocateFroId",     "freeFroId",
-                                        "freeExternalFroId", "findLowestFreeFroId",
-                                        "isUsed",            "clear"};
+    static const char* const names[] = {
+        "getNewFroId",       "reserveFroId",        "allocateFroId", "freeFroId",
+        "freeExternalFroId", "findLowestFreeFroId", "isUsed",        "clear"};
     return names[static_cast<int>(op)];
 }
 
@@ -225,9 +213,8 @@ class FroIdIndexTest : public ::testing::Test {
                 break;
         }
         auto failure = [&]() {
-            return ::testing::AssertionFailure()
-                   << nameOf(op) << "(froType=0x" << std::hex << froType << ", id=" << std::dec
-                   << id << "): ";
+            return ::testing::AssertionFailure() << nameOf(op) << "(froType=0x" << std::hex
+                                                 << froType << ", id=" << std::dec << id << "): ";
         };
         if (got != want) {
             return failure() << "answered " << got << ", the walk " << want;
@@ -313,7 +300,8 @@ class FroIdIndexTest : public ::testing::Test {
         ASSERT_TRUE(step(Op::freeExternal, froType, 0));
         ASSERT_TRUE(step(Op::lowest, froType, 0));
         for (int round = 0; round < 4; ++round) {
-            const uint32_t gap = std::uniform_int_distribution<uint32_t>(0, kHighestSearched)(random);
+            const uint32_t gap =
+                std::uniform_int_distribution<uint32_t>(0, kHighestSearched)(random);
             ASSERT_TRUE(step(Op::free, froType, gap));
             ASSERT_TRUE(step(Op::used, froType, gap));
             ASSERT_TRUE(step(Op::newId, froType, 0));
