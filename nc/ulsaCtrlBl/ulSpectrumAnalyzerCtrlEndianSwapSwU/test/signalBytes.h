@@ -23,11 +23,13 @@ inline OSBUFSIZE sizeOf(const Bytes& bytes) { return static_cast<OSBUFSIZE>(byte
 
 /// A signal of size bytes: the number in host order, then the pattern 1, 2, 3, ...
 inline Bytes patterned(SIGSELECT number, std::size_t size) {
-    Bytes bytes(size);
+    uint8_t head[sizeof number];
+    std::memcpy(head, &number, sizeof number);
+    Bytes bytes;
+    bytes.reserve(size);
     for (std::size_t i = 0; i < size; ++i) {
-        bytes[i] = static_cast<uint8_t>(i + 1);
+        bytes.push_back(i < sizeof number ? head[i] : static_cast<uint8_t>(i + 1));
     }
-    std::memcpy(bytes.data(), &number, sizeof number);
     return bytes;
 }
 
