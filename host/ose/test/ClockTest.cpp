@@ -40,13 +40,16 @@ OS_PROCESS(receiveFromEntry) {
     report(s == NIL ? kDoneSig : kNeverSig);
 }
 
-/// On kGoSig, ticks every kPeriod ms on a time-out it requests again at each tick.
+/// On kGoSig, ticks every kPeriod ms on a time-out it requests again at each tick. It
+/// takes its time over each signal, so that a clock that did not wait for it would
+/// have moved on before it asks for the next tick.
 OS_PROCESS(tickerEntry) {
     static const SIGSELECT go[] = {1, kGoSig};
     static const SIGSELECT tick[] = {1, kTickSig};
     union SIGNAL* s = receive(go);
     free_buf(&s);
     for (;;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
         s = makeSig(kTickSig);
         request_tmo_sig(kPeriod, &s);
         s = receive(tick);
