@@ -24,10 +24,13 @@ void MaoFroSignalDispatcher::handleSignal(union SIGNAL** sig) {
     if (sig == nullptr || *sig == nullptr) {
         return;
     }
+    const OSBUFSIZE size = sigsize(sig);
+    if (size < sizeof(SIGSELECT)) {
+        return;  // no number to go by
+    }
     SIGSELECT sigNo = 0;
     std::memcpy(&sigNo, *sig, sizeof sigNo);
     const PROCESS senderPid = sender(sig);
-    const OSBUFSIZE size = sigsize(sig);
     const auto traceSignal = [&](const char* name) {
         TRACE_DATA(signalTraceObject, 16, *sig, size, "Signalname: %s", name);
     };

@@ -37,6 +37,18 @@ std::string answerXml(const Attributes& attributes, const std::string& ldn = kLd
 
 std::string getXml(const std::string& names) { return classXml(kLdn, names); }
 
+union SIGNAL* patched(union SIGNAL* sig, std::size_t offset, uint32_t value) {
+    std::memcpy(reinterpret_cast<unsigned char*>(sig) + offset, &value, sizeof value);
+    return sig;
+}
+
+union SIGNAL* cut(union SIGNAL* sig, OSBUFSIZE size) {
+    union SIGNAL* shorter = alloc(size, word(reinterpret_cast<const unsigned char*>(sig), 0));
+    std::memcpy(shorter, sig, size);
+    free_buf(&sig);
+    return shorter;
+}
+
 }  // namespace
 
 TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction) {
@@ -164,6 +176,16 @@ TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
              MAO_FRO_GET_CFM, 0, answerXml({{"level", "U32", "5"}, {"label", "STRING", "x"}})},
             {"get, zipped garbage", request(MAO_FRO_GET_REQ, 0, 0, "QUJD", kAttrZippedXml),
              MAO_FRO_GET_CFM, 1, extractFailed},
+            {"get, Base64 that does not decode", request(MAO_FRO_GET_REQ, 0, 0, "A=BC", kAttrZippedXml),
+             MAO_FRO_GET_CFM, 1, extractFailed},
+            {"get, shorter than its fields", cut(request(MAO_FRO_GET_REQ, 0, 0, xml), 22),
+             MAO_FRO_GET_CFM, 1, extractFailed},
+            {"create, text running past the end",
+             patched(request(MAO_FRO_CREATE_REQ, 0, 0, xml), kCreateReqFirstAttr + 8, 0x10000),
+             MAO_FRO_CREATE_CFM, 1, extractFailed},
+            {"set, text without its NUL",
+             cut(request(MAO_FRO_SET_REQ, 0, 0, xml), kObjReqFirstAttr + kAttrDataOffset + 8),
+             MAO_FRO_SET_CFM, 1, extractFailed},
             {"get, not XML", request(MAO_FRO_GET_REQ, 0, 0, "x"), MAO_FRO_GET_CFM, 1,
              "Failed to read XML data."},
             {"action, unknown LDN",
@@ -384,8 +406,7 @@ TEST(MaoFroGenericBase, corrupted_requests_are_refused_and_a_valid_get_still_ans
                 sig = shorter;
             }
             n.send(sig);
-            while (n.anyConfirm()) {
-            }
+            ASSERT_TRUE(n.drainConfirms()) << "after request " << i;
         }
         traceSetSink(nullptr);
         // The fRO may be running an action started by a lucky request; a get is still answered.

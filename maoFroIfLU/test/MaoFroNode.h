@@ -227,15 +227,48 @@ struct Stack {
         free_buf(&sig);
         return c;
     }
-    /// Whether any confirm is queued.
+    /// Takes every queued confirm; false when one was not well formed: a count other than
+    /// 0 or 1, or a string attribute that does not lie inside the signal with its NUL and
+    /// the `value` of its length.
+    bool drainConfirms() {
+        static const SIGSELECT selected[] = {6,
+                                             maofro::MAO_FRO_CREATE_CFM,
+                                             maofro::MAO_FRO_SET_CFM,
+                                             maofro::MAO_FRO_GET_CFM,
+                                             maofro::MAO_FRO_DELETE_CFM,
+                                             maofro::MAO_FRO_ACTION_CFM,
+                                             maofro::MAOFRO_INITIATE_SERVICE_CFM};
+        bool good = true;
+        while (union SIGNAL* sig = receive_w_tmo(0, selected)) {
+            const auto* p = reinterpret_cast<const unsigned char*>(sig);
+            const OSBUFSIZE size = sigsize(&sig);
+            SIGSELECT sigNo = word(p, 0);
+            std::size_t countAt = sigNo == maofro::MAO_FRO_CREATE_CFM ? 16 : 12;
+            if (sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM) countAt = 24;  // its string head
+            const uint32_t count = sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM ? 1 : word(p, countAt);
+            const std::size_t at = countAt + 4;
+            if (count > 1 || (count == 1 && size < at + 12)) {
+                good = false;
+            } else if (count == 1) {
+                const void* nul = std::memchr(p + at + 12, 0, size - at - 12);
+                const std::size_t length =
+                    nul == nullptr ? 0 : static_cast<const unsigned char*>(nul) - (p + at + 12);
+                good = good && nul != nullptr && word(p, at + 8) == maofro::stringAttrValue(length) &&
+                       at + 12 + word(p, at + 8) <= size;
+            }
+            free_buf(&sig);
+        }
+        return good;
+    }
+    /// Whether any confirm is queued; takes it.
     bool anyConfirm() {
-        const SIGSELECT selected[] = {6,
-                                      maofro::MAO_FRO_CREATE_CFM,
-                                      maofro::MAO_FRO_SET_CFM,
-                                      maofro::MAO_FRO_GET_CFM,
-                                      maofro::MAO_FRO_DELETE_CFM,
-                                      maofro::MAO_FRO_ACTION_CFM,
-                                      maofro::MAOFRO_INITIATE_SERVICE_CFM};
+        static const SIGSELECT selected[] = {6,
+                                             maofro::MAO_FRO_CREATE_CFM,
+                                             maofro::MAO_FRO_SET_CFM,
+                                             maofro::MAO_FRO_GET_CFM,
+                                             maofro::MAO_FRO_DELETE_CFM,
+                                             maofro::MAO_FRO_ACTION_CFM,
+                                             maofro::MAOFRO_INITIATE_SERVICE_CFM};
         union SIGNAL* sig = receive_w_tmo(0, selected);
         if (sig == nullptr) return false;
         free_buf(&sig);
