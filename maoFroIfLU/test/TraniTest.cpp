@@ -50,24 +50,28 @@ TEST_F(TraniNode, commit_and_rollback_move_framework_fros_and_database_in_order)
         EXPECT_EQ(errorText, "Registration of transaction Id " + std::to_string(first.id()) +
                                  " to TRANI failed: TARVO_TRANI_ID_NOT_FOUND");
 
-        // A set and a delete: the deleted fRO hears of it before the framework commits.
+        // A set, a delete and a create in one commit: the deleted fRO hears of it before
+        // the framework commits; then all created come before all set, all set before
+        // all deleted.
         events().clear();
         Tx second;
         second.set("Top=1,Probe=1", {"level", "U32", "9"});
         second.remove("Top=1,Probe=2");
+        second.create("Top=1,Probe=3", kProbeType, {{"level", "U32", "4"}, {"name", "STRING", "c"}});
         ASSERT_TRUE(second.end(dispatcher, true));
         EXPECT_EQ(events(), (Events{"beforeDelete Top=1,Probe=2", "beforeCommit",
-                                    "set Top=1,Probe=1", "deleted Top=1,Probe=2", "afterCommit",
+                                    "create Top=1,Probe=3 committing", "set Top=1,Probe=1",
+                                    "deleted Top=1,Probe=2", "afterCommit",
                                     "mao commit committing"}));
-        EXPECT_EQ(fros(), (Events{"Top=1,Probe=1"}));
+        EXPECT_EQ(fros(), (Events{"Top=1,Probe=1", "Top=1,Probe=3"}));
         EXPECT_EQ(froMgr::instance().getMoAttribute("Top=1,Probe=1", "level"), "9");
         EXPECT_EQ(rows("select froid from frodata_Probe_INITIAL where level = 9"), 1u);
-        EXPECT_EQ(rows("select froid from frodata_Probe_INITIAL"), 1u);
+        EXPECT_EQ(rows("select froid from frodata_Probe_INITIAL"), 2u);
 
         // A rollback drops the shadow and the text; one with nothing in it is told so.
         events().clear();
         Tx third;
-        third.create("Top=1,Probe=3", kProbeType, {{"level", "U32", "1"}, {"name", "STRING", "c"}});
+        third.create("Top=1,Probe=4", kProbeType, {{"level", "U32", "1"}, {"name", "STRING", "c"}});
         ASSERT_TRUE(third.end(dispatcher, false));
         Tx empty;
         std::string ignored;
@@ -75,8 +79,8 @@ TEST_F(TraniNode, commit_and_rollback_move_framework_fros_and_database_in_order)
         ASSERT_TRUE(empty.end(dispatcher, false));
         EXPECT_EQ(events(), (Events{"afterRollback", "mao rollback", "rollbackFailed",
                                     "mao rollback"}));
-        EXPECT_EQ(fros(), (Events{"Top=1,Probe=1"}));
-        EXPECT_EQ(rows("select froid from frodata_Probe_INITIAL"), 1u);
+        EXPECT_EQ(fros(), (Events{"Top=1,Probe=1", "Top=1,Probe=3"}));
+        EXPECT_EQ(rows("select froid from frodata_Probe_INITIAL"), 2u);
         EXPECT_EQ(transMgr::instance().getTransactionCount(), 0u);
     });
 }
