@@ -73,16 +73,18 @@ bool extractRequest(const TraceObject* trace, union SIGNAL* sig, const RequestLa
     uint32_t froType = 0;
     uint32_t externalFroId = 0;
     uint32_t count = 0;
-    if (!reader.u32(kReqTransactionId, transactionId) ||
-        !reader.u32(layout.froTypeOffset, froType) ||
-        (layout.externalFroIdOffset != 0 && !reader.u32(layout.externalFroIdOffset, externalFroId)) ||
-        !reader.u32(layout.attrCountOffset, count)) {
+    // What is there is kept, so that even the confirm of a cut signal names its transaction.
+    const bool complete =
+        reader.u32(kReqTransactionId, transactionId) && reader.u32(layout.froTypeOffset, froType) &&
+        (layout.externalFroIdOffset == 0 || reader.u32(layout.externalFroIdOffset, externalFroId)) &&
+        reader.u32(layout.attrCountOffset, count);
+    data.transactionId = transactionId;
+    data.froType = froType;
+    if (!complete) {
         TRACE(trace, 1, "The %s signal of %u bytes is too short for its fields", layout.signalName,
               reader.size());
         return false;
     }
-    data.transactionId = transactionId;
-    data.froType = froType;
     if (layout.externalFroIdOffset != 0) {
         data.internalFroId =
             FroIdHandler::instance().transformExternalFroIdToInternal(froType, externalFroId);
