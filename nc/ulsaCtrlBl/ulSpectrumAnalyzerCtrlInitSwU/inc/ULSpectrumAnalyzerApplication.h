@@ -33,9 +33,8 @@ class ULSpectrumAnalyzerApplication : public Application {
 /// The second creator: traces the creation, then allocates an application on the heap.
 ULSpectrumAnalyzerApplication* createULSpectrumAnalyzerApplication(int argument);
 
-/// The manager factory of this build. The analyzer's manager (ULSpectrumAnalyzerManagerImpl)
-/// is not part of it yet: this traces so at level 1 and gives null, and the application
-/// then runs without a manager until one is swapped in.
+/// The manager factory of this build: the getter of the analyzer's manager,
+/// ULSpectrumAnalyzerManagerImpl, which makes it on first use.
 ULSpectrumAnalyzerManager* defaultManagerFactory();
 
 #endif  // UL_SPECTRUM_ANALYZER_APPLICATION_H

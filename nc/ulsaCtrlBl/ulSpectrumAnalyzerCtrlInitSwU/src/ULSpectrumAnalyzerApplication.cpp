@@ -1,5 +1,6 @@
 #include "ULSpectrumAnalyzerApplication.h"
 
+#include "ULSpectrumAnalyzerManagerImpl.h"
 #include "traceGroups.h"
 
 #include <utility>
@@ -41,7 +42,5 @@ ULSpectrumAnalyzerApplication* createULSpectrumAnalyzerApplication(int argument)
 }
 
 ULSpectrumAnalyzerManager* defaultManagerFactory() {
-    TRACE_GROUP(traceGroups::ulSpectrumAnalyzerCtrlInit, 1,
-                "ULSpectrumAnalyzerManagerImpl is not part of this build");
-    return nullptr;
+    return ULSpectrumAnalyzerManagerImpl::getInstance();
 }
