@@ -74,8 +74,7 @@ class MaoFroGenericBase : public FroCallbackIf {
     /// The same as the long form with result 0 and no text.
     void snapshotParamUpdated(fRO* fro) override;
     /// Answers the gets waiting for the fRO, then takes up those queued behind them.
-    void snapshotParamUpdated(fRO* fro, uint32_t result,
-                              const std::string& froErrorText) override;
+    void snapshotParamUpdated(fRO* fro, uint32_t result, const std::string& froErrorText) override;
     /// Confirms the action (when it wanted a confirm) and frees the fRO for its next one.
     void actionCompleted(fRO* fro, const ActionResult& result) override;
     ~MaoFroGenericBase() override;
@@ -131,8 +130,7 @@ class MaoFroGenericBase : public FroCallbackIf {
                                                          std::string& errorText);
     virtual uint32_t userCallbackSetReq_BeforeDatabase(NcmiSignalData& data,
                                                        std::string& errorText);
-    virtual uint32_t userCallbackSetReq_AfterDatabase(NcmiSignalData& data,
-                                                      std::string& errorText);
+    virtual uint32_t userCallbackSetReq_AfterDatabase(NcmiSignalData& data, std::string& errorText);
     virtual uint32_t userCallbackDeleteReq_Validate(fRO* fro, NcmiSignalData& data,
                                                     std::string& errorText);
     virtual uint32_t userCallbackDeleteReq_BeforeTransMgrDelete(NcmiSignalData& data,

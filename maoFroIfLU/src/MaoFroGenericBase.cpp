@@ -42,23 +42,48 @@ struct RequestLayout {
 };
 
 const RequestLayout kCreateLayout = {
-    "MaoFroCreateReq", kCreateReqFroType, 0, kCreateReqAttrCount, kCreateReqFirstAttr, true,
+    "MaoFroCreateReq",
+    kCreateReqFroType,
+    0,
+    kCreateReqAttrCount,
+    kCreateReqFirstAttr,
+    true,
     "More than one attribute in the MaoFroCreateReq signal, should only be the XML string",
     "The attribute in the MaoFroCreateReq signal isn't in XML format"};
 const RequestLayout kSetLayout = {
-    "MaoFroSetReq", kObjReqFroType, kObjReqExternalFroId, kObjReqAttrCount, kObjReqFirstAttr, true,
+    "MaoFroSetReq",
+    kObjReqFroType,
+    kObjReqExternalFroId,
+    kObjReqAttrCount,
+    kObjReqFirstAttr,
+    true,
     "More than one attribute in the MaoFroSetReq signal, should only be the XML string",
     "The attribute in the MaoFroSetReq signal isn't in XML format"};
 const RequestLayout kGetLayout = {
-    "MaoFroGetReq", kObjReqFroType, kObjReqExternalFroId, kObjReqAttrCount, kObjReqFirstAttr, true,
+    "MaoFroGetReq",
+    kObjReqFroType,
+    kObjReqExternalFroId,
+    kObjReqAttrCount,
+    kObjReqFirstAttr,
+    true,
     "More than one attribute in the MaoFroGetReq signal, should only be the XML string",
     "The attribute in the MaoFroGetReq signal isn't in XML format"};
 const RequestLayout kDeleteLayout = {
-    "MaoFroDeleteReq", kObjReqFroType, kObjReqExternalFroId, kObjReqAttrCount, kObjReqFirstAttr,
-    false, "Wrong number of attributes in MAO_FRO_DELETE_REQ, should be 2, is %u",
+    "MaoFroDeleteReq",
+    kObjReqFroType,
+    kObjReqExternalFroId,
+    kObjReqAttrCount,
+    kObjReqFirstAttr,
+    false,
+    "Wrong number of attributes in MAO_FRO_DELETE_REQ, should be 2, is %u",
     "The attribute in the MaoFroDeleteReq signal isn't in XML format"};
 const RequestLayout kActionLayout = {
-    "MaoFroActionReq", kActionReqFroType, 0, kActionReqAttrCount, kActionReqFirstAttr, true,
+    "MaoFroActionReq",
+    kActionReqFroType,
+    0,
+    kActionReqAttrCount,
+    kActionReqFirstAttr,
+    true,
     "The number of attributes %u!= 2 in the MaoFroActionReq signal",
     "The attribute in the maoFroActionReq signal isn't in XML format"};
 
@@ -74,10 +99,11 @@ bool extractRequest(const TraceObject* trace, union SIGNAL* sig, const RequestLa
     uint32_t externalFroId = 0;
     uint32_t count = 0;
     // What is there is kept, so that even the confirm of a cut signal names its transaction.
-    const bool complete =
-        reader.u32(kReqTransactionId, transactionId) && reader.u32(layout.froTypeOffset, froType) &&
-        (layout.externalFroIdOffset == 0 || reader.u32(layout.externalFroIdOffset, externalFroId)) &&
-        reader.u32(layout.attrCountOffset, count);
+    const bool complete = reader.u32(kReqTransactionId, transactionId) &&
+                          reader.u32(layout.froTypeOffset, froType) &&
+                          (layout.externalFroIdOffset == 0 ||
+                           reader.u32(layout.externalFroIdOffset, externalFroId)) &&
+                          reader.u32(layout.attrCountOffset, count);
     data.transactionId = transactionId;
     data.froType = froType;
     if (!complete) {
@@ -180,7 +206,9 @@ MaoFroGenericBase::~MaoFroGenericBase() = default;
 
 // ---- Snapshot answers and action completion -----------------------------------------
 
-void MaoFroGenericBase::snapshotParamUpdated(fRO* fro) { snapshotParamUpdated(fro, 0, ""); }
+void MaoFroGenericBase::snapshotParamUpdated(fRO* fro) {
+    snapshotParamUpdated(fro, 0, "");
+}
 
 void MaoFroGenericBase::snapshotParamUpdated(fRO* fro, uint32_t result,
                                              const std::string& froErrorText) {
@@ -200,11 +228,10 @@ void MaoFroGenericBase::snapshotParamUpdated(fRO* fro, uint32_t result,
 }
 
 void MaoFroGenericBase::actionCompleted(fRO* fro, const ActionResult& result) {
-    auto entry = std::find_if(outstandingActions.begin(), outstandingActions.end(),
-                              [&](const ActionRequest& request) {
-                                  return request.fro == fro &&
-                                         request.actionName == result.actionName;
-                              });
+    auto entry = std::find_if(
+        outstandingActions.begin(), outstandingActions.end(), [&](const ActionRequest& request) {
+            return request.fro == fro && request.actionName == result.actionName;
+        });
     if (entry == outstandingActions.end()) {
         TRACE(traceObject, 1, "Failed to retrieve fRO to send action confirm for, ldn (%s).",
               ldnOf(fro).c_str());
@@ -362,8 +389,8 @@ uint32_t MaoFroGenericBase::handleSetReq(NcmiSignalData& data) {
     for (const Attribute& attribute : data.xmlData.attributes) {
         if (!transMgr::instance().setMoAttribute(static_cast<int32_t>(data.transactionId), ldn,
                                                  attribute.name, attribute.value)) {
-            data.errorText = "Failed to set fRO attribute " + attribute.name +
-                             " in transMgr for fRO " + ldn;
+            data.errorText =
+                "Failed to set fRO attribute " + attribute.name + " in transMgr for fRO " + ldn;
             return 1;
         }
     }
@@ -377,7 +404,8 @@ uint32_t MaoFroGenericBase::handleSetReq(NcmiSignalData& data) {
         return code;
     }
     if (data.saveToDatabase) {
-        const uint32_t externalFroId = FroIdHandler::instance().getExternalFroId(data.internalFroId);
+        const uint32_t externalFroId =
+            FroIdHandler::instance().getExternalFroId(data.internalFroId);
         FroDatabase* database = FroDatabase::instance();
         database->open();
         TRACE(traceObject, 8, "Setting attributes for fRO %s in database", ldn.c_str());
@@ -622,7 +650,8 @@ uint32_t MaoFroGenericBase::handleDeleteReq(NcmiSignalData& data) {
         return code;
     }
     if (data.saveToDatabase) {
-        const uint32_t externalFroId = FroIdHandler::instance().getExternalFroId(data.internalFroId);
+        const uint32_t externalFroId =
+            FroIdHandler::instance().getExternalFroId(data.internalFroId);
         FroDatabase* database = FroDatabase::instance();
         database->open();
         TRACE(traceObject, 8, "Handle Delete: Deleting fRO %s in database", ldn.c_str());
@@ -643,8 +672,8 @@ void MaoFroGenericBase::handleActionReq(union SIGNAL* sig, uint32_t senderPid) {
 }
 
 void MaoFroGenericBase::handleAction(union SIGNAL* sig, uint32_t senderPid, bool isRequest) {
-    TRACE(traceObject, 2, "MaoFroGenericBase::handleAction(senderPid=0x%x,isRequest=%d)",
-          senderPid, isRequest ? 1 : 0);
+    TRACE(traceObject, 2, "MaoFroGenericBase::handleAction(senderPid=0x%x,isRequest=%d)", senderPid,
+          isRequest ? 1 : 0);
     NcmiSignalData data;
     initNcmiSigData(data, isRequest, senderPid);
     uint32_t code = 1;
@@ -736,8 +765,7 @@ void MaoFroGenericBase::handleAction(NcmiSignalData& data, uint32_t& errorCode) 
 
 void MaoFroGenericBase::userCallbackActionReq_PerformAction(fRO* fro, const std::string& command,
                                                             const Attributes& parameters) {
-    TRACE(traceObject, 2,
-          "MaoFroGenericBase::userCallbackActionReq_PerformAction(command=\"%s\")",
+    TRACE(traceObject, 2, "MaoFroGenericBase::userCallbackActionReq_PerformAction(command=\"%s\")",
           command.c_str());
     FroCtrlIf* control = dynamic_cast<FroCtrlIf*>(fro);
     if (control != nullptr) {
@@ -812,7 +840,8 @@ void MaoFroGenericBase::handleInServReq(union SIGNAL* sig, uint32_t senderPid,
     uint32_t count = 0;
     MaoFroAttrHead head{};
     reader.u32(kInServReqRevision, signalRevision);
-    const bool complete = reader.u32(kInServReqAttrCount, count) && reader.head(kInServReqAttr, head);
+    const bool complete =
+        reader.u32(kInServReqAttrCount, count) && reader.head(kInServReqAttr, head);
     if (!complete || count == 0 || head.attribute != kAttrRevision || head.type != kTypeString) {
         TRACE(traceObject, 1,
               "handleInServReq failed, sigrev: %u, noOfAttributes: %u,  attribute: %u, type: %d",

@@ -12,7 +12,9 @@ using namespace maofro;
 MaoFroSignalDispatcher::MaoFroSignalDispatcher(MaoFroGenericBase& mao)
     : handler(&mao), traceObject("MaoFroIfLU"), signalTraceObject("MaoFroIf") {}
 
-MaoFroSignalDispatcher::~MaoFroSignalDispatcher() { unregisterSignals(); }
+MaoFroSignalDispatcher::~MaoFroSignalDispatcher() {
+    unregisterSignals();
+}
 
 void MaoFroSignalDispatcher::init(const std::string& serviceName) {
     froServiceName = serviceName;
@@ -98,6 +100,6 @@ void MaoFroSignalDispatcher::registerService() {
 }
 
 std::vector<SIGSELECT> MaoFroSignalDispatcher::wantedSignals() {
-    return {MAO_FRO_CREATE_REQ, MAO_FRO_DELETE_REQ,         MAO_FRO_SET_REQ,   MAO_FRO_GET_REQ,
-            MAOFRO_INITIATE_SERVICE_REQ, MAO_FRO_ACTION, MAO_FRO_ACTION_REQ};
+    return {MAO_FRO_CREATE_REQ,          MAO_FRO_DELETE_REQ, MAO_FRO_SET_REQ,   MAO_FRO_GET_REQ,
+            MAOFRO_INITIATE_SERVICE_REQ, MAO_FRO_ACTION,     MAO_FRO_ACTION_REQ};
 }

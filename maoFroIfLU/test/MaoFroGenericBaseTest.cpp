@@ -20,9 +20,9 @@ const std::string kLdn = "Probe=1";
 // Creates Probe=1 with level 5 and the label, commits it and gives its external id.
 uint32_t createProbe(Stack& node, const std::string& label = "x") {
     const uint32_t tx = Stack::begin();
-    node.send(request(MAO_FRO_CREATE_REQ, tx, 0,
-                      classXml(kLdn, attrXml("level", "U32", "5") +
-                                         attrXml("label", "STRING", label))));
+    node.send(
+        request(MAO_FRO_CREATE_REQ, tx, 0,
+                classXml(kLdn, attrXml("level", "U32", "5") + attrXml("label", "STRING", label))));
     const Confirm c = node.confirm(MAO_FRO_CREATE_CFM);
     EXPECT_EQ(c.result, 0u) << c.text;
     node.end(tx, true);
@@ -35,7 +35,9 @@ std::string answerXml(const Attributes& attributes, const std::string& ldn = kLd
     return xml;
 }
 
-std::string getXml(const std::string& names) { return classXml(kLdn, names); }
+std::string getXml(const std::string& names) {
+    return classXml(kLdn, names);
+}
 
 union SIGNAL* patched(union SIGNAL* sig, std::size_t offset, uint32_t value) {
     std::memcpy(reinterpret_cast<unsigned char*>(sig) + offset, &value, sizeof value);
@@ -80,8 +82,9 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
         free_buf(&cfm);
 
         const uint32_t tx = Stack::begin();
-        n.send(request(MAO_FRO_CREATE_REQ, tx, 0,
-                       classXml(kLdn, attrXml("level", "U32", "5") + attrXml("label", "STRING", "x"))));
+        n.send(request(
+            MAO_FRO_CREATE_REQ, tx, 0,
+            classXml(kLdn, attrXml("level", "U32", "5") + attrXml("label", "STRING", "x"))));
         Confirm c = n.confirm(MAO_FRO_CREATE_CFM);
         EXPECT_EQ(c.sigNo, MAO_FRO_CREATE_CFM);
         EXPECT_EQ(c.size, 36u);
@@ -89,7 +92,8 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
         EXPECT_EQ(c.result, 0u);
         EXPECT_EQ(c.count, 0u);
         const uint32_t externalId = c.externalFroId;
-        EXPECT_EQ(froMgr::instance().getFro(kLdn), nullptr) << "nothing committed before the commit";
+        EXPECT_EQ(froMgr::instance().getFro(kLdn), nullptr)
+            << "nothing committed before the commit";
         // The transaction sees its own creation.
         n.send(request(MAO_FRO_GET_REQ, tx, externalId, getXml(attrXml("level", "", ""))));
         c = n.confirm(MAO_FRO_GET_CFM);
@@ -100,14 +104,16 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
 
         // A set in a second transaction, then a set that names an attribute the fRO lacks.
         const uint32_t tx2 = Stack::begin();
-        n.send(request(MAO_FRO_SET_REQ, tx2, externalId, classXml(kLdn, attrXml("level", "U32", "9"))));
+        n.send(request(MAO_FRO_SET_REQ, tx2, externalId,
+                       classXml(kLdn, attrXml("level", "U32", "9"))));
         c = n.confirm(MAO_FRO_SET_CFM);
         EXPECT_EQ(c.size, 32u);
         EXPECT_EQ(c.transactionId, tx2);
         EXPECT_EQ(c.result, 0u);
         EXPECT_EQ(c.count, 0u);
-        n.send(request(MAO_FRO_SET_REQ, tx2, externalId,
-                       classXml(kLdn, attrXml("label", "STRING", "y") + attrXml("nope", "U32", "1"))));
+        n.send(
+            request(MAO_FRO_SET_REQ, tx2, externalId,
+                    classXml(kLdn, attrXml("label", "STRING", "y") + attrXml("nope", "U32", "1"))));
         c = n.confirm(MAO_FRO_SET_CFM);
         const std::string refused = "Failed to set fRO attribute nope in transMgr for fRO Probe=1";
         EXPECT_EQ(c.result, 1u);
@@ -139,8 +145,10 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
         EXPECT_EQ(c.attribute, kAttrErrorText);
         EXPECT_EQ(c.text, "fRO not found.");
     });
-    EXPECT_TRUE(trace.has(8, "Handle Delete: Delete failed! errorCode = 1, errorText = \"fRO not found.\".") ||
-                trace.has(1, "MO Get Req failed on \"Probe=1\": fRO does not exist."));
+    EXPECT_TRUE(
+        trace.has(8,
+                  "Handle Delete: Delete failed! errorCode = 1, errorText = \"fRO not found.\".") ||
+        trace.has(1, "MO Get Req failed on \"Probe=1\": fRO does not exist."));
 }
 
 TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
@@ -164,20 +172,22 @@ TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
              MAO_FRO_CREATE_CFM, 1, extractFailed},
             {"create, count 3", request(MAO_FRO_CREATE_REQ, 0, 0, xml, kAttrXml, 3),
              MAO_FRO_CREATE_CFM, 1, extractFailed},
-            {"create, not XML", request(MAO_FRO_CREATE_REQ, 0, 0, "<<", kAttrXml), MAO_FRO_CREATE_CFM,
-             1, "Failed to read XML data.Received xmlString:\n<<"},
+            {"create, not XML", request(MAO_FRO_CREATE_REQ, 0, 0, "<<", kAttrXml),
+             MAO_FRO_CREATE_CFM, 1, "Failed to read XML data.Received xmlString:\n<<"},
             {"set, error text as payload", request(MAO_FRO_SET_REQ, 0, 0, xml, kAttrErrorText),
              MAO_FRO_SET_CFM, 1, extractFailed},
             {"set, not XML", request(MAO_FRO_SET_REQ, 0, 0, "x", kAttrXml), MAO_FRO_SET_CFM, 1,
              "Failed to read XML data. Received xmlString:\nx"},
             {"delete, zipped", request(MAO_FRO_DELETE_REQ, 0, 0, zipped, kAttrZippedXml),
              MAO_FRO_DELETE_CFM, 1, extractFailed},
-            {"get, zipped and broken into lines", request(MAO_FRO_GET_REQ, 0, 0, zipped, kAttrZippedXml),
-             MAO_FRO_GET_CFM, 0, answerXml({{"level", "U32", "5"}, {"label", "STRING", "x"}})},
+            {"get, zipped and broken into lines",
+             request(MAO_FRO_GET_REQ, 0, 0, zipped, kAttrZippedXml), MAO_FRO_GET_CFM, 0,
+             answerXml({{"level", "U32", "5"}, {"label", "STRING", "x"}})},
             {"get, zipped garbage", request(MAO_FRO_GET_REQ, 0, 0, "QUJD", kAttrZippedXml),
              MAO_FRO_GET_CFM, 1, extractFailed},
-            {"get, Base64 that does not decode", request(MAO_FRO_GET_REQ, 0, 0, "A=BC", kAttrZippedXml),
-             MAO_FRO_GET_CFM, 1, extractFailed},
+            {"get, Base64 that does not decode",
+             request(MAO_FRO_GET_REQ, 0, 0, "A=BC", kAttrZippedXml), MAO_FRO_GET_CFM, 1,
+             extractFailed},
             {"get, shorter than its fields", cut(request(MAO_FRO_GET_REQ, 0, 0, xml), 22),
              MAO_FRO_GET_CFM, 1, extractFailed},
             {"create, text running past the end",
@@ -192,8 +202,9 @@ TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
              request(MAO_FRO_ACTION_REQ, 0, 0,
                      classXml("Probe=9", "<action name=\"now\"></action>")),
              MAO_FRO_ACTION_CFM, 1, "Failed to find the requested fro with ldn: Probe=9"},
-            {"action, no action element", request(MAO_FRO_ACTION_REQ, 0, 0, xml), MAO_FRO_ACTION_CFM,
-             1, "The type of thing to do in the action request was not of type ACTION, it was: 0"},
+            {"action, no action element", request(MAO_FRO_ACTION_REQ, 0, 0, xml),
+             MAO_FRO_ACTION_CFM, 1,
+             "The type of thing to do in the action request was not of type ACTION, it was: 0"},
             {"action, count 0", request(MAO_FRO_ACTION_REQ, 0, 0, xml, kAttrXml, 0),
              MAO_FRO_ACTION_CFM, 1, "Failed to extract XML data from MaoFroActionReq signal."},
         };
@@ -246,8 +257,9 @@ TEST(MaoFroGenericBase, a_get_waits_for_the_snapshot_and_one_per_ldn_is_outstand
         n.mao.ageOutstandingGets(31);
         n.send(request(MAO_FRO_GET_REQ, 15, 0, xml));
         EXPECT_EQ(n.mao.pendingGets(), 1u) << "the 14th stays pending, the 15th is the new job";
-        EXPECT_TRUE(trace.has(0, "fRO Probe=1 did not respond to a GET Request within 30s. No "
-                                 "response will be sent to MAO Layer."));
+        EXPECT_TRUE(trace.has(0,
+                              "fRO Probe=1 did not respond to a GET Request within 30s. No "
+                              "response will be sent to MAO Layer."));
         script().snapshotLater = false;
         script().callback->snapshotParamUpdated(script().lastFro);
         EXPECT_EQ(n.confirm(MAO_FRO_GET_CFM, 0).transactionId, 15u);
@@ -260,7 +272,8 @@ TEST(MaoFroGenericBase, actions_run_one_at_a_time_and_hear_of_their_transaction)
     MaoFroNode node;
     node.run([&](Stack& n) {
         createProbe(n);
-        const auto action = [&](uint32_t tx, const std::string& name, SIGSELECT sigNo = MAO_FRO_ACTION_REQ) {
+        const auto action = [&](uint32_t tx, const std::string& name,
+                                SIGSELECT sigNo = MAO_FRO_ACTION_REQ) {
             n.send(request(sigNo, tx, 0,
                            classXml(kLdn, "<action name=\"" + name + "\">" +
                                               attrXml("p", "STRING", "hello") + "</action>")));
@@ -350,9 +363,11 @@ TEST(MaoFroGenericBase, answers_longer_than_60000_characters_travel_zipped) {
         ASSERT_NE(file, nullptr);
         std::fputs(c.text.c_str(), file);
         std::fclose(file);
-        const std::string command = "/usr/bin/python3 -c \"import sys,zlib,base64;"
-                                    "sys.stdout.write(zlib.decompress(base64.b64decode("
-                                    "open(sys.argv[1]).read())).decode())\" " + path;
+        const std::string command =
+            "/usr/bin/python3 -c \"import sys,zlib,base64;"
+            "sys.stdout.write(zlib.decompress(base64.b64decode("
+            "open(sys.argv[1]).read())).decode())\" " +
+            path;
         FILE* pipe = popen(command.c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         std::string python;
@@ -371,9 +386,11 @@ TEST(MaoFroGenericBase, corrupted_requests_are_refused_and_a_valid_get_still_ans
         createProbe(n);
         traceSetSink([](const std::string&) {});  // thousands of refusals, each traced
         std::mt19937 random(20261122);
-        const auto pick = [&](uint32_t below) { return std::uniform_int_distribution<uint32_t>(0, below - 1)(random); };
-        const SIGSELECT kinds[] = {MAO_FRO_CREATE_REQ, MAO_FRO_SET_REQ, MAO_FRO_GET_REQ,
-                                   MAO_FRO_DELETE_REQ, MAO_FRO_ACTION_REQ, MAO_FRO_ACTION,
+        const auto pick = [&](uint32_t below) {
+            return std::uniform_int_distribution<uint32_t>(0, below - 1)(random);
+        };
+        const SIGSELECT kinds[] = {MAO_FRO_CREATE_REQ,         MAO_FRO_SET_REQ,    MAO_FRO_GET_REQ,
+                                   MAO_FRO_DELETE_REQ,         MAO_FRO_ACTION_REQ, MAO_FRO_ACTION,
                                    MAOFRO_INITIATE_SERVICE_REQ};
         const std::string valid =
             classXml(kLdn, attrXml("level", "U32", "6") + "<action name=\"later\"/>");
@@ -386,12 +403,24 @@ TEST(MaoFroGenericBase, corrupted_requests_are_refused_and_a_valid_get_still_ans
             uint32_t attribute = text == valid ? kAttrXml : kAttrZippedXml;
             uint32_t count = 2;
             switch (pick(6)) {
-                case 0: count = pick(5); break;
-                case 1: attribute = pick(30); break;
-                case 2: text = text.substr(0, pick(uint32_t(text.size()) + 1)); break;
-                case 3: text[pick(uint32_t(text.size()))] = char(pick(256)); break;
-                case 4: attribute = kAttrZippedXml; text = std::string(pick(40), 'A' + char(pick(60))); break;
-                default: break;
+                case 0:
+                    count = pick(5);
+                    break;
+                case 1:
+                    attribute = pick(30);
+                    break;
+                case 2:
+                    text = text.substr(0, pick(uint32_t(text.size()) + 1));
+                    break;
+                case 3:
+                    text[pick(uint32_t(text.size()))] = char(pick(256));
+                    break;
+                case 4:
+                    attribute = kAttrZippedXml;
+                    text = std::string(pick(40), 'A' + char(pick(60)));
+                    break;
+                default:
+                    break;
             }
             union SIGNAL* sig = request(kind, kUnknownTx, pick(8), text, attribute, count);
             OSBUFSIZE size = sigsize(&sig);

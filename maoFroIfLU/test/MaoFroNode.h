@@ -49,8 +49,8 @@ constexpr OSTIME kWaitMs = 5000;
 
 /// What the probe fROs were told, and how they answer; one set for the process.
 struct ProbeScript {
-    bool snapshotLater = false;  // updateSnapshotParams keeps the callback and says true
-    std::vector<std::string> told;  // "commit <tx> <action>", "rollback <tx> <action>"
+    bool snapshotLater = false;         // updateSnapshotParams keeps the callback and says true
+    std::vector<std::string> told;      // "commit <tx> <action>", "rollback <tx> <action>"
     FroCallbackIf* callback = nullptr;  // the last callback a probe kept
     fRO* lastFro = nullptr;
 };
@@ -96,7 +96,9 @@ class ProbeFro : public fRO, public FroCtrlIf {
         return script().snapshotLater;
     }
 };
-inline fRO* makeProbe() { return new ProbeFro; }
+inline fRO* makeProbe() {
+    return new ProbeFro;
+}
 
 /// The handler with the age of its waiting gets in reach of the test.
 class TestMaoFro : public MaoFroGenericBase {
@@ -145,9 +147,10 @@ inline union SIGNAL* request(SIGSELECT sigNo, uint32_t tx, uint32_t externalId,
     union SIGNAL* sig = alloc(static_cast<OSBUFSIZE>(attrAt + kAttrDataOffset + value), sigNo);
     unsigned char* p = reinterpret_cast<unsigned char*>(sig);
     std::memset(p + 4, 0, attrAt + kAttrDataOffset + value - 4);
-    const uint32_t words[][2] = {{kReqTransactionId, tx}, {uint32_t(froTypeAt), kProbeType},
-                                 {uint32_t(countAt), count}};
-    for (const auto& w : words) std::memcpy(p + w[0], &w[1], 4);
+    const uint32_t words[][2] = {
+        {kReqTransactionId, tx}, {uint32_t(froTypeAt), kProbeType}, {uint32_t(countAt), count}};
+    for (const auto& w : words)
+        std::memcpy(p + w[0], &w[1], 4);
     if (sigNo != MAO_FRO_CREATE_REQ && sigNo != MAO_FRO_ACTION && sigNo != MAO_FRO_ACTION_REQ)
         std::memcpy(p + kObjReqExternalFroId, &externalId, 4);
     const MaoFroAttrHead head{attribute, kTypeString, 0, value};
@@ -165,6 +168,14 @@ inline std::string attrXml(const std::string& name, const std::string& type,
                            const std::string& value) {
     return "<attr name=\"" + name + "\" type=\"" + type + "\" value=\"" + value + "\"/>";
 }
+
+inline const SIGSELECT kConfirms[] = {6,
+                                      maofro::MAO_FRO_CREATE_CFM,
+                                      maofro::MAO_FRO_SET_CFM,
+                                      maofro::MAO_FRO_GET_CFM,
+                                      maofro::MAO_FRO_DELETE_CFM,
+                                      maofro::MAO_FRO_ACTION_CFM,
+                                      maofro::MAOFRO_INITIATE_SERVICE_CFM};
 
 /// The main process's objects, made and ended inside the body.
 struct Stack {
@@ -210,13 +221,15 @@ struct Stack {
         const SIGSELECT selected[] = {1, sigNo};
         union SIGNAL* sig = receive_w_tmo(waitMs, selected);
         Confirm c;
-        if (sig == nullptr) return c;
+        if (sig == nullptr)
+            return c;
         const unsigned char* p = reinterpret_cast<const unsigned char*>(sig);
         c.sigNo = sigNo;
         c.size = sigsize(&sig);
         c.transactionId = word(p, 4);
         std::size_t at = 8;
-        if (sigNo == maofro::MAO_FRO_CREATE_CFM) c.externalFroId = word(p, at), at += 4;
+        if (sigNo == maofro::MAO_FRO_CREATE_CFM)
+            c.externalFroId = word(p, at), at += 4;
         c.result = word(p, at);
         c.count = word(p, at + 4);
         if (c.count == 1) {
@@ -231,21 +244,16 @@ struct Stack {
     /// 0 or 1, or a string attribute that does not lie inside the signal with its NUL and
     /// the `value` of its length.
     bool drainConfirms() {
-        static const SIGSELECT selected[] = {6,
-                                             maofro::MAO_FRO_CREATE_CFM,
-                                             maofro::MAO_FRO_SET_CFM,
-                                             maofro::MAO_FRO_GET_CFM,
-                                             maofro::MAO_FRO_DELETE_CFM,
-                                             maofro::MAO_FRO_ACTION_CFM,
-                                             maofro::MAOFRO_INITIATE_SERVICE_CFM};
         bool good = true;
-        while (union SIGNAL* sig = receive_w_tmo(0, selected)) {
+        while (union SIGNAL* sig = receive_w_tmo(0, kConfirms)) {
             const auto* p = reinterpret_cast<const unsigned char*>(sig);
             const OSBUFSIZE size = sigsize(&sig);
             SIGSELECT sigNo = word(p, 0);
             std::size_t countAt = sigNo == maofro::MAO_FRO_CREATE_CFM ? 16 : 12;
-            if (sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM) countAt = 24;  // its string head
-            const uint32_t count = sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM ? 1 : word(p, countAt);
+            if (sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM)
+                countAt = 24;  // its string head
+            const uint32_t count =
+                sigNo == maofro::MAOFRO_INITIATE_SERVICE_CFM ? 1 : word(p, countAt);
             const std::size_t at = countAt + 4;
             if (count > 1 || (count == 1 && size < at + 12)) {
                 good = false;
@@ -253,7 +261,8 @@ struct Stack {
                 const void* nul = std::memchr(p + at + 12, 0, size - at - 12);
                 const std::size_t length =
                     nul == nullptr ? 0 : static_cast<const unsigned char*>(nul) - (p + at + 12);
-                good = good && nul != nullptr && word(p, at + 8) == maofro::stringAttrValue(length) &&
+                good = good && nul != nullptr &&
+                       word(p, at + 8) == maofro::stringAttrValue(length) &&
                        at + 12 + word(p, at + 8) <= size;
             }
             free_buf(&sig);
@@ -262,15 +271,9 @@ struct Stack {
     }
     /// Whether any confirm is queued; takes it.
     bool anyConfirm() {
-        static const SIGSELECT selected[] = {6,
-                                             maofro::MAO_FRO_CREATE_CFM,
-                                             maofro::MAO_FRO_SET_CFM,
-                                             maofro::MAO_FRO_GET_CFM,
-                                             maofro::MAO_FRO_DELETE_CFM,
-                                             maofro::MAO_FRO_ACTION_CFM,
-                                             maofro::MAOFRO_INITIATE_SERVICE_CFM};
-        union SIGNAL* sig = receive_w_tmo(0, selected);
-        if (sig == nullptr) return false;
+        union SIGNAL* sig = receive_w_tmo(0, kConfirms);
+        if (sig == nullptr)
+            return false;
         free_buf(&sig);
         return true;
     }
@@ -285,7 +288,8 @@ struct Stack {
     void end(uint32_t tx, bool commit) {
         EXPECT_EQ(commit ? TarvoTransaction_commit_e(tx, 1) : TarvoTransaction_rollBack_e(tx, 1),
                   TARVO_TRANI_OK);
-        const SIGSELECT selected[] = {1, commit ? TARVO_TRANS_COMMIT_IND : TARVO_TRANS_ROLLBACK_IND};
+        const SIGSELECT selected[] = {1,
+                                      commit ? TARVO_TRANS_COMMIT_IND : TARVO_TRANS_ROLLBACK_IND};
         union SIGNAL* sig = receive_w_tmo(kWaitMs, selected);
         ASSERT_NE(sig, nullptr) << "no indication of the transaction's end";
         getSignalDistributorAPI()->handleMessage(
@@ -303,8 +307,8 @@ class MaoFroNode {
         EXPECT_NE(hostdb::startDatabaseAgent(m_config), 0u);
         EXPECT_NE(hostdb::startDatabase({m_config, 0, 100}), 0u);
         EXPECT_NE(hosttx::startTransactionServer({m_config, 4096, 64u << 20}), 0u);
-        PROCESS name = create_process(OS_PRI_PROC, "VqDb_name_proc", VqDb_name_proc, 768, 14, 0,
-                                      0, nullptr, 0, 0);
+        PROCESS name = create_process(OS_PRI_PROC, "VqDb_name_proc", VqDb_name_proc, 768, 14, 0, 0,
+                                      nullptr, 0, 0);
         start(name);
     }
     // The transaction client keeps the server it found; this kernel's server ends here.
