@@ -41,9 +41,11 @@ struct BootedNode {
 /// process.
 bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem);
 
-/// Ends every process of the kernel (ose_shutdown). Call from a thread that is no
-/// kernel process, after the client threads have left. The manager factory, and what
-/// it owns, ends on the main process as the application unwinds.
+/// Ends the load module as its loader does (signal 252 to the entry process, which
+/// kills the static processes), waits for them to unwind, then ends every process of
+/// the kernel (ose_shutdown). Call from a thread that is no kernel process, after the
+/// client threads have left. The manager factory, and what it owns, ends on the main
+/// process as the application unwinds.
 ///
 /// startNode may be called again after stopNode, but that is no restart of the node:
 /// the load module's process-wide state (froMgr, transMgr, the platform proxies' found

@@ -1,5 +1,6 @@
 #include "NodeBoot.h"
 
+#include "SignalDistributorAPI.h"
 #include "ULSpectrumAnalyzerMain.h"
 #include "hostServices.h"
 #include "lmConfiguration.h"
@@ -25,7 +26,11 @@ struct BootState {
     LmProcessTable table{};
     bool started = false;
     ULSpectrumAnalyzerApplication::ManagerFactory factory;
+    PROCESS entry = 0;
 };
+
+// How long the stop waits for each of the load module's processes to unwind.
+constexpr OSTIME kUnwindMs = 5000;
 
 BootState& bootState() {
     static BootState state;
@@ -109,7 +114,7 @@ bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& pr
     state.started = false;
     state.factory = options.managerFactory;
 
-    node.entry = loadModule();
+    node.entry = state.entry = loadModule();
     if (node.entry == 0) {
         problem = "the load module's configuration block is unreadable";
         ose_shutdown();
@@ -118,6 +123,27 @@ bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& pr
     return true;
 }
 
-void stopNode() { ose_shutdown(); }
+void stopNode() {
+    // The load module's own end first, signal 252 to its entry process, which kills the
+    // static processes: they unwind (the application, its manager, the process-wide
+    // services it tears down) while the kernel still stands. Then the kernel goes.
+    BootState& state = bootState();
+    if (state.entry != 0 && ose_current_process_or_zero() == 0) {
+        ose_adopt_thread("ulsa_node_stop");
+        union SIGNAL* end = alloc(4, kLmEndSignal);
+        send(&end, state.entry);
+        ose_wait_ended(state.entry, kUnwindMs);
+        for (const LmProcessEntry& entry : state.table.entries) {
+            if (entry.pid != nullptr && *entry.pid != 0)
+                ose_wait_ended(*entry.pid, kUnwindMs);
+        }
+        // The signal distributor has no owner in the module (a node has no orderly
+        // end): what the end of the Linux process would free, the stop frees.
+        destroySignalDistributorAPI();
+        ose_leave_thread();
+    }
+    state.entry = 0;
+    ose_shutdown();
+}
 
 }  // namespace ulsanode
