@@ -1,0 +1,128 @@
+// A whole node with the load module's own manager, driven through the management
+// client: the analyzer is created and committed, its actions answer as the operator
+// sees them, and after a restart (a new Linux process on the same database) it is back.
+#include "KernelErrors.h"
+#include "ManagementClient.h"
+#include "NodeBoot.h"
+#include "TempFolder.h"
+#include "TimeLimit.h"
+#include "ULSpectrumAnalyzerImpl.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+
+namespace {
+
+constexpr auto kLimit = std::chrono::seconds(60);
+constexpr OSTIME kWait = 10000;
+const mgmt::FroRef kAnalyzer{ULSpectrumAnalyzerImpl::kFroType,
+                             "ManagedElement=1,UlSpectrumAnalyzer=1", 0};
+
+// In a child process: the failures since `before` go to stderr; 1 when there were any.
+int reportFailures(int before) {
+    const ::testing::TestResult& result =
+        *::testing::UnitTest::GetInstance()->current_test_info()->result();
+    int failed = 0;
+    for (int i = before; i < result.total_part_count(); ++i) {
+        const ::testing::TestPartResult& part = result.GetTestPartResult(i);
+        if (part.failed()) {
+            ++failed;
+            std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
+                         part.line_number(), part.message());
+        }
+    }
+    return failed == 0 ? 0 : 1;
+}
+
+class AnalyzerNode : public ::testing::Test {
+  protected:
+    /// Boots a node with the default manager on the test's folder in a child process (a
+    /// restart is a new Linux process), runs the body with a connected client, stops.
+    void bootInChild(const std::function<void(mgmt::ManagementClient&)>& body) {
+        EXPECT_EXIT(
+            {
+                const int before = ::testing::UnitTest::GetInstance()
+                                       ->current_test_info()
+                                       ->result()
+                                       ->total_part_count();
+                withNode(body);
+                std::exit(reportFailures(before));
+            },
+            ::testing::ExitedWithCode(0), "");
+    }
+
+    void withNode(const std::function<void(mgmt::ManagementClient&)>& body) {
+        ulsanode::NodeBootOptions options;
+        options.stateDir = m_folder.path();
+        ulsanode::BootedNode node;
+        std::string problem;
+        ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
+        struct StopAtEnd {
+            ~StopAtEnd() { ulsanode::stopNode(); }
+        } stopAtEnd;
+        hostdbtest::runAsKernelProcess(kLimit, "analyzerNodeTest", [&] {
+            mgmt::ManagementClient client;
+            const mgmt::Sent connected = client.connect(kWait);
+            ASSERT_TRUE(connected.ok()) << connected.errorText;
+            ASSERT_TRUE(client.initiate("R1A", kWait).ok());
+            body(client);
+            client.close();
+        });
+    }
+
+    static mgmt::Confirm action(mgmt::ManagementClient& client, const std::string& name,
+                                const Attributes& parameters) {
+        return client.actionWithConfirm(0, kAnalyzer, name, parameters, kWait);
+    }
+
+    hostdbtest::KernelErrors m_kernelErrors;
+    hostdbtest::TempFolder m_folder;
+};
+
+TEST_F(AnalyzerNode, theNodeServesTheAnalyzerAndBringsItBackAfterARestart) {
+    bootInChild([](mgmt::ManagementClient& client) {
+        const mgmt::Confirm transaction = client.createTransaction(kWait);
+        ASSERT_TRUE(transaction.ok()) << transaction.describe();
+        const mgmt::Confirm created =
+            client.create(transaction.transactionId, kAnalyzer, {}, kWait);
+        ASSERT_TRUE(created.ok()) << created.describe();
+        ASSERT_TRUE(client.commit(transaction.transactionId, kWait).ok());
+        mgmt::FroRef analyzer = kAnalyzer;
+        analyzer.externalFroId = created.externalFroId;
+
+        const mgmt::Confirm unknown = action(client, "calibrate", {});
+        EXPECT_EQ(unknown.outcome, mgmt::Outcome::answered);
+        EXPECT_EQ(unknown.result, 1u);
+        EXPECT_EQ(unknown.errorText, "Action calibrate not supported!");
+
+        const mgmt::Confirm stop = action(
+            client, "stopUlsaSampling", {{"targetRfPort", "STRING", "ManagedElement=1,RfPort=A"}});
+        EXPECT_TRUE(stop.ok()) << stop.describe();
+
+        const mgmt::Confirm start =
+            action(client, "startUlsaSampling",
+                   {{"samplingType", "S32", "0"}, {"ipAddress", "STRING", ""}});
+        EXPECT_EQ(start.result, ULSpectrumAnalyzerImpl::kResultFailed);
+        EXPECT_EQ(start.errorText, "Invalid action parameter(s)");
+        const mgmt::Confirm status =
+            client.get(0, analyzer, {"ulSpectrumSamplingStatus", "info"}, kWait);
+        ASSERT_TRUE(status.ok()) << status.describe();
+        EXPECT_EQ(status.value("ulSpectrumSamplingStatus"), "3");
+    });
+
+    bootInChild([](mgmt::ManagementClient& client) {
+        const mgmt::Confirm back =
+            client.get(0, kAnalyzer, {"ulSpectrumSamplingStatus", "targetRfPort"}, kWait);
+        ASSERT_TRUE(back.ok()) << back.describe();
+        // No run comes back: the attributes stand as the class gives them.
+        EXPECT_EQ(back.value("ulSpectrumSamplingStatus"), "0");
+        EXPECT_EQ(back.value("targetRfPort"), "0");
+        EXPECT_EQ(hostdbtest::KernelErrors::take(), std::vector<std::string>{});
+    });
+}
+
+}  // namespace
