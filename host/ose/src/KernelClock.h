@@ -56,11 +56,13 @@ class KernelClock {
     void sleepUntil(Clock::time_point deadline) const;
 
   private:
+    // Read by every timed call, written only by a switch or an advance: a cache line
+    // of their own, so that no neighbour's writes make the readers miss.
+    alignas(64) std::atomic<bool> m_manual{false};
+    std::atomic<Clock::rep> m_offset{0};     // kernel time minus steady time
+    std::atomic<Clock::rep> m_manualNow{0};  // the manual time since the epoch
     const Clock::time_point m_start;
-    std::atomic<bool> m_manual{false};
-    std::atomic<Clock::rep> m_offset{0};      // kernel time minus steady time
-    std::atomic<Clock::rep> m_manualNow{0};   // the manual time since the epoch
-    mutable std::mutex m_mutex;               // serialises setManual() and setNow()
+    alignas(64) mutable std::mutex m_mutex;   // serialises setManual() and setNow()
     mutable std::condition_variable m_moved;  // with m_mutex: the clock moved or switched
 };
 
