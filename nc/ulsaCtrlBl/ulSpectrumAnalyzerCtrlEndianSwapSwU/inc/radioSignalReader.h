@@ -60,6 +60,11 @@ const Layout* checkedLayout(const union SIGNAL* signal, OSBUFSIZE size) {
 /// false for a number that is not in the catalogue.
 bool hasMinimumSize(const union SIGNAL* signal, OSBUFSIZE size);
 
+/// The one check a client needs before it reads a signal of any catalogue number:
+/// its minimum size, and for the signals with texts, counts or records the checked
+/// reader below succeeding. False for a number that is not in the catalogue.
+bool isWellFormed(const union SIGNAL* signal, OSBUFSIZE size);
+
 /// A rejection of any of the six rejecting signals (RMCI and RFTI establish, config,
 /// measure and result rejections, and the USI establish rejection).
 struct RejectInfo {

@@ -176,6 +176,38 @@ bool hasMinimumSize(const union SIGNAL* signal, OSBUFSIZE size) {
     return info != nullptr && size >= info->minSize;
 }
 
+bool isWellFormed(const union SIGNAL* signal, OSBUFSIZE size) {
+    if (!hasMinimumSize(signal, size)) {
+        return false;
+    }
+    const SIGSELECT number = numberOf(SignalReader(signal, size));
+    if (isRadioConnEstablishRej(number) || isRadioRequestRej(number) ||
+        number == KGM_IW_USI_CONN_ESTABLISH_REJ) {
+        RejectInfo reject;
+        return readReject(signal, size, reject);
+    }
+    if (isServerInd(number)) {
+        std::string name;
+        return readServerName(signal, size, name);
+    }
+    switch (number) {
+        case RMCI_GET_CAPABILITIES_CFM: {
+            std::vector<Capability> capabilities;
+            return readCapabilities(signal, size, capabilities);
+        }
+        case KGM_IW_USI_UNIT_INFO_UPDATE_IND: {
+            UnitInfo info;
+            return readUnitInfo(signal, size, info);
+        }
+        case KGM_IW_USI_CONN_ESTABLISH_REQ: {
+            UsiEstablishRequest request;
+            return readUsiConnEstablishReq(signal, size, request);
+        }
+        default:
+            return true;  // fixed fields only, and the size holds them
+    }
+}
+
 bool readReject(const union SIGNAL* signal, OSBUFSIZE size, RejectInfo& reject) {
     if (signal == nullptr) {
         return false;

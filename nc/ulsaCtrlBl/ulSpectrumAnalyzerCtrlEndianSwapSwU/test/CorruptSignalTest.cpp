@@ -67,7 +67,7 @@ void readEverything(Bytes& bytes) {
     if (readResultData(signal, size, block)) {
         ASSERT_EQ(block.length + 16u, size);
     }
-    hasMinimumSize(signal, size);
+    isWellFormed(signal, size);
 }
 
 }  // namespace

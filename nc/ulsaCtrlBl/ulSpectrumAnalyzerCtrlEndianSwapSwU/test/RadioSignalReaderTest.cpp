@@ -45,7 +45,7 @@ TEST_F(ReaderTest, BuiltSignalsReadBackAndHaveTheirMinimumSize) {
         sent.errorCode = usi ? 0x10005u : 17;
         sent.errorDescription = usi ? "" : "no such port";
         Bytes bytes = take(makeReject(number, 5, 6, sent));
-        EXPECT_TRUE(hasMinimumSize(asSignal(bytes), sizeOf(bytes)));
+        EXPECT_TRUE(isWellFormed(asSignal(bytes), sizeOf(bytes)));
         RejectInfo read;
         ASSERT_TRUE(readReject(asSignal(bytes), sizeOf(bytes), read)) << number;
         EXPECT_EQ(read.supportedProtocolRev, sent.supportedProtocolRev);
@@ -98,6 +98,7 @@ TEST_F(ReaderTest, EveryWayOutsideTheSignalIsMalformed) {
     Bytes rej = take(makeReject(RMCI_CONFIG_REJ, 1, 2, reject));
     rej.pop_back();
     EXPECT_FALSE(readReject(asSignal(rej), sizeOf(rej), reject));
+    EXPECT_FALSE(isWellFormed(asSignal(rej), sizeOf(rej)));
     Bytes unit = take(makeUnitInfo(UnitInfo{1, 2, 3, 1, "dc"}));
     unit.back() = 'x';
     UnitInfo info;
@@ -118,7 +119,7 @@ TEST_F(ReaderTest, EveryWayOutsideTheSignalIsMalformed) {
     // Signals shorter than their fixed fields.
     Bytes measure = patterned(RMCI_MEASURE_IND, 19);
     EXPECT_EQ(checkedLayout<RmciMeasureInd>(asSignal(measure), sizeOf(measure)), nullptr);
-    EXPECT_FALSE(hasMinimumSize(asSignal(measure), sizeOf(measure)));
+    EXPECT_FALSE(isWellFormed(asSignal(measure), sizeOf(measure)));
     Bytes data = patterned(RFTI_GET_RESULT_DATA, 15);
     ResultBlock block;
     EXPECT_FALSE(readResultData(asSignal(data), sizeOf(data), block));
@@ -155,5 +156,6 @@ TEST_F(ReaderTest, EveryWayOutsideTheSignalIsMalformed) {
             putU32(bytes, change.offset, change.value);
         }
         EXPECT_FALSE(readCapabilities(asSignal(bytes), sizeOf(bytes), capabilities)) << change.what;
+        EXPECT_FALSE(isWellFormed(asSignal(bytes), sizeOf(bytes))) << change.what;
     }
 }
