@@ -31,6 +31,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace mgmt {
@@ -232,9 +233,9 @@ class ManagementClient {
     PROCESS m_transactionServer = 0;
     OSATTREF m_transactionAttach = 0;
     uint32_t m_nextRevision = 1;
-    /// Answers still owed by a peer after a call gave up waiting for them: the next
-    /// ones of that number are theirs, since a peer answers in order.
-    std::map<SIGSELECT, unsigned> m_late;
+    /// Answers still owed by a peer (by its process and the answer's number) after a
+    /// call gave up waiting for them: the next ones are theirs, as a peer answers in order.
+    std::map<std::pair<PROCESS, SIGSELECT>, unsigned> m_late;
     std::deque<Indication> m_indications;
     IndicationHandler m_handler;
     std::size_t m_dropped = 0;

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <utility>
 
 namespace mgmt {
@@ -161,7 +162,9 @@ void ManagementClient::peerEnded(PROCESS pid) {
         m_transactionAttach = 0;
     }
     // A new peer owes nothing of the old one's answers.
-    m_late.clear();
+    for (auto owed = m_late.begin(); owed != m_late.end();) {
+        owed = owed->first.first == pid ? m_late.erase(owed) : std::next(owed);
+    }
 }
 
 void ManagementClient::keep(union SIGNAL* signal) {
@@ -188,7 +191,7 @@ union SIGNAL* ManagementClient::await(Wait& wait) {
             if (Clock::now() < wait.deadline)
                 continue;  // woken early: wait out the rest
             if (wait.alwaysAnswered && wait.from != 0)
-                ++m_late[wait.number];
+                ++m_late[{wait.from, wait.number}];
             wait.outcome = Outcome::timedOut;
             return nullptr;
         }
@@ -211,7 +214,7 @@ union SIGNAL* ManagementClient::await(Wait& wait) {
             }
             continue;
         }
-        auto late = m_late.find(number);
+        auto late = m_late.find({from, number});
         if (late != m_late.end() && late->second > 0) {
             // The answer to an earlier call that gave up waiting: a peer answers in order.
             if (--late->second == 0)
@@ -323,7 +326,7 @@ Sent ManagementClient::connect(OSTIME timeoutMs, const std::string& serviceName)
     }
     union SIGNAL* cancel = wordSignal(hostns::NS_CANCEL_SERVICE_SUBSCRIPTION, {sid});
     send(&cancel, nameServer);
-    ++m_late[hostns::NS_CANCEL_SERVICE_SUBSCRIPTION_REPLY];  // always answered; not waited for
+    ++m_late[{nameServer, hostns::NS_CANCEL_SERVICE_SUBSCRIPTION_REPLY}];  // owed, not awaited
     if (provider == 0) {
         sent.outcome = added.outcome == Outcome::answered ? Outcome::malformed : added.outcome;
         sent.errorText = "no process publishes \"" + serviceName + "\" within " +

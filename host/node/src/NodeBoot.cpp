@@ -87,6 +87,10 @@ PROCESS loadModule() {
 }  // namespace
 
 bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem) {
+    if (bootState().entry != 0) {
+        problem = "a node runs already in this process: stop it first";
+        return false;
+    }
     TraceCall setup{};
     traceAndErrorInit(TRACE_OP_SETUP, &setup);
     traceStartControlProcess();

@@ -47,6 +47,9 @@ TEST(NodeBoot, boots_with_the_test_manager_and_serves_transactions_until_stopped
     } stopAtEnd;
     EXPECT_NE(node.entry, 0u);
     EXPECT_NE(node.database.find(folder.path()), std::string::npos);
+    ulsanode::BootedNode second;
+    EXPECT_FALSE(ulsanode::startNode(options, second, problem));  // one node at a time
+    EXPECT_EQ(second.entry, 0u);
 
     std::future<std::string> initialised = ran.get_future();
     ASSERT_EQ(initialised.wait_for(kLimit), std::future_status::ready);
