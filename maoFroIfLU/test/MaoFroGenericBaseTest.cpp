@@ -3,6 +3,7 @@
 // transactions, zipped answers, and a storm of corrupted requests.
 #include "LevelTraceCapture.h"
 #include "MaoFroNode.h"
+#include "osa_findserver.h"
 #include "xmlHandler.h"
 
 #include <gtest/gtest.h>
@@ -57,6 +58,11 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
     LevelTraceCapture trace({"MaoFroIf*"});
     MaoFroNode node;
     node.run([&](Stack& n) {
+        // The service is published under the main process.
+        OsaServerBlock* block = nullptr;
+        PROCESS publisher = 0;
+        EXPECT_EQ(Osa_findServer("CLIB_FRO_ULSA_MGMT_SERVICE_NAME", &block, &publisher), OSA_OK);
+        EXPECT_EQ(publisher, current_process());
         // The handshake: any well-formed revision is accepted and echoed.
         union SIGNAL* inServ = alloc(36, MAOFRO_INITIATE_SERVICE_REQ);
         unsigned char* q = reinterpret_cast<unsigned char*>(inServ);
@@ -126,6 +132,8 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
         EXPECT_EQ(n.confirm(MAO_FRO_GET_CFM).text, answerXml({{"level", "U32", "5"}}))
             << "outside the transaction the committed value stands";
         n.end(tx2, true);
+        EXPECT_EQ(node.column("select level from frodata_probe_initial"),
+                  std::vector<std::string>{"9"});
         n.send(request(MAO_FRO_GET_REQ, 0, externalId,
                        getXml(attrXml("level", "", "") + attrXml("label", "", ""))));
         EXPECT_EQ(n.confirm(MAO_FRO_GET_CFM).text,

@@ -11,6 +11,7 @@
 #include "FroCtrlIf.h"
 #include "FroDatabase.h"
 #include "KernelErrors.h"
+#include "OdbcSession.h"
 #include "MaoFroGenericBase.h"
 #include "MaoFroSignalDispatcher.h"
 #include "SignalDistributorAPI.h"
@@ -335,6 +336,18 @@ class MaoFroNode {
                                            destroySignalDistributorAPI();
                                        });
         EXPECT_TRUE(hostdbtest::KernelErrors::take().empty());
+    }
+
+    /// The first column of every row of a query, on a session of the test's own.
+    std::vector<std::string> column(const std::string& sql) const {
+        hostdb::OdbcSession own(hostdb::resolveConnectString(m_config));
+        hostdb::SqlRows rows;
+        EXPECT_TRUE(own.connect() && own.query(sql, rows))
+            << sql << ": " << hostdb::diagnosticsText(own.lastError());
+        std::vector<std::string> values;
+        for (const auto& row : rows)
+            values.push_back(row.at(0).value_or("<null>"));
+        return values;
     }
 
   private:
