@@ -1,6 +1,8 @@
 // The load module's start: configuration block, process table, the start-up code's
 // order around the database agent, its receive loop, and the whole load.
 #include "TraceCapture.h"
+#include "TempFolder.h"
+#include "hostServices.h"
 #include "kernelTestSupport.h"
 #include "lmConfiguration.h"
 #include "lmStartup.h"
@@ -247,17 +249,26 @@ TEST_F(LmStartupTest, withoutAnAgentTheStartGoesOnAfterTheWait) {
 
 TEST_F(LmStartupTest, theLoadedModuleRunsItsProcessesUntilTheEndSignal) {
     TraceCapture capture;
-    traceSetMask("ulSpectrumAnalyzerCtrlSwU", (1u << 1) | (1u << 2));
-    startDatabaseAgent();
+    traceSetMask("ulsaApplicationLU", (1u << 1) | (1u << 8));
+    // The analyzer's manager needs the platform's services: the host's, on SQLite.
+    hostdbtest::TempFolder folder;
+    hostdb::DatabaseConfig database;
+    database.stateDir = folder.path();
+    std::string problem;
+    ASSERT_TRUE(hostdb::prepareDatabaseConfig(database, problem)) << problem;
+    hostns::startNameServer();
+    hostdb::startDatabaseAgent(database);
+    hostdb::startDatabase({database, 5000, 1000});
+    hosttx::startTransactionServer({database, 4096, 64u << 20});
     const PROCESS entry = ulsaLmLoad();
     ASSERT_NE(entry, 0u);
     EXPECT_EQ(find("kgmULSpectrumAnalzyerCtrlLm_lm"), entry);
     const PROCESS mainProcess = find("ulSpectrumAnalyzer_main_thread");
     ASSERT_NE(mainProcess, 0u);
-    // The application starts the analyzer's manager, which waits here for a database
-    // that this test does not run (the node's tests go on from there); the entry
+    // The application starts the analyzer's manager, then serves its loop; the entry
     // process has set the identities before it started the processes.
-    ASSERT_TRUE(waitForTrace(capture, "ULSpectrumAnalyzerManagerImpl::init()"));
+    ASSERT_TRUE(waitForTrace(capture, "Starting PLAB Messaging Receive loop."));
+    ASSERT_TRUE(waitUntilReceiving(mainProcess));
     EXPECT_EQ(mainProcess, ulsaMainThreadPid);
     EXPECT_EQ(find("Vq_IfSupport_proc"), vqIfSupportPid);
     EXPECT_EQ(find("VqDb_name_proc"), vqDbNamePid);

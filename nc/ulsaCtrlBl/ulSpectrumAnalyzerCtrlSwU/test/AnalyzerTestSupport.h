@@ -10,6 +10,7 @@
 #include "MapTimer.h"
 #include "RftiClientHandler.h"
 #include "RmciClientHandler.h"
+#include "TraceCapture.h"
 #include "ULSpectrumAnalyzerImpl.h"
 #include "ULSpectrumAnalyzerManagerImpl.h"
 #include "froMgr.h"
@@ -20,7 +21,7 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -30,56 +31,40 @@ const std::string kLdn = "ManagedElement=1,UlSpectrumAnalyzer=1";
 const std::string kRadioUnit = "ManagedElement=1,Equipment=1,AuxPlugInUnit=RU-1";
 const std::string kPortA = kRadioUnit + ",DeviceGroup=ru,RfPort=A";
 
-/// The unit's trace lines, in order, with every level of the group switched on.
+/// The unit's trace texts, in order, with every level of its group switched on.
 class TraceLines {
   public:
     TraceLines() {
-        traceSetSink([this](const std::string& line) {
-            std::lock_guard<std::mutex> guard(m_lock);
-            m_lines.push_back(line);
-        });
-        traceSetMask("ulSpectrumAnalyzerCtrlSwU", 0xFFFFFFFFu);
+        traceSetMask(kGroup, 0xFFFFFFFFu);
         traceSetMask(kTraceDefaultObjectName, 0xFFFFFFFFu);
     }
     ~TraceLines() {
-        traceSetMask("ulSpectrumAnalyzerCtrlSwU", kTraceUnnamedMask);
+        traceSetMask(kGroup, kTraceUnnamedMask);
         traceSetMask(kTraceDefaultObjectName, kTraceDefaultObjectMask);
-        traceSetSink(nullptr);
     }
-    /// The texts of the lines of that level (any level for -1).
+    /// The texts of the group's lines of that level (any level for -1).
     std::vector<std::string> texts(int level = -1) const {
-        std::lock_guard<std::mutex> guard(m_lock);
         std::vector<std::string> found;
-        for (const std::string& line : m_lines) {
-            // "<time> <process> <object> L<level> <file>:<line>: <text>"
-            const std::size_t mark = line.find(" L");
-            const std::size_t colon = line.find(": ", mark);
-            if (mark == std::string::npos || colon == std::string::npos) {
-                continue;
-            }
-            if (level < 0 || line.compare(mark, 3 + std::to_string(level).size(),
-                                          " L" + std::to_string(level) + " ") == 0) {
-                found.push_back(line.substr(colon + 2));
+        for (const TraceLine& line : m_capture.parsed()) {
+            if (line.object == kGroup &&
+                (level < 0 || line.level == static_cast<unsigned>(level))) {
+                found.push_back(line.text);
             }
         }
         return found;
     }
     bool has(const std::string& text, int level = -1) const {
-        for (const std::string& line : texts(level)) {
-            if (line == text) {
-                return true;
-            }
-        }
-        return false;
+        const std::vector<std::string> all = texts(level);
+        return std::find(all.begin(), all.end(), text) != all.end();
     }
     /// The parameter-changed indications as "name=value", in order.
     std::vector<std::string> indications() const {
         const std::string head = "sendParamChangedInd is sent from '" + kLdn + "' with name ";
+        const std::string separator = " and value ";
         std::vector<std::string> found;
         for (const std::string& text : texts()) {
             if (text.compare(0, head.size(), head) == 0) {
-                std::string rest = text.substr(head.size());
-                const std::string separator = " and value ";
+                const std::string rest = text.substr(head.size());
                 const std::size_t value = rest.find(separator);
                 found.push_back(rest.substr(0, value) + "=" +
                                 rest.substr(value + separator.size()));
@@ -87,14 +72,11 @@ class TraceLines {
         }
         return found;
     }
-    void clear() {
-        std::lock_guard<std::mutex> guard(m_lock);
-        m_lines.clear();
-    }
+    void clear() { m_capture.clear(); }
 
   private:
-    mutable std::mutex m_lock;
-    std::vector<std::string> m_lines;
+    static constexpr const char* kGroup = "ulSpectrumAnalyzerCtrlSwU";
+    TraceCapture m_capture;
 };
 
 /// What the fake clients were asked, and what they answer.
