@@ -84,6 +84,7 @@ BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::ti
             return nullptr;
         }
         m_waitingFor = &selection;
+        m_timedReceive = wait == Wait::Until;
         m_blocked.store(OS_STATE_RECEIVE, std::memory_order_relaxed);
         if (wait == Wait::Forever) {
             m_cv.wait(lock);
@@ -94,6 +95,7 @@ BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::ti
         }
         m_blocked.store(OS_STATE_READY, std::memory_order_relaxed);
         m_waitingFor = nullptr;
+        m_timedReceive = false;
     }
 }
 
@@ -129,7 +131,16 @@ bool SignalQueue::sleepUntil(Clock::time_point deadline, const KernelClock& cloc
 }
 
 void SignalQueue::clockChanged() {
-    { std::lock_guard<std::mutex> lock(m_mutex); }  // a wait about to block sees the new mode
+    {
+        // Under the lock, so that a wait about to block sees the new mode. A timed wait
+        // is woken to wait again under it, and is no longer idle until it does.
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_timedReceive && !m_sleeping) {
+            return;
+        }
+        m_waitingFor = nullptr;
+        m_sleeping = false;
+    }
     m_cv.notify_all();
 }
 

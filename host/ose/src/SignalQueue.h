@@ -99,6 +99,7 @@ class SignalQueue {
     bool m_closed = false;
     bool m_interrupted = false;
     const Selection* m_waitingFor = nullptr;  // set while the owner is blocked in take()
+    bool m_timedReceive = false;              // ... there, and with a deadline
     bool m_sleeping = false;                  // set while the owner is blocked in sleepUntil()
     bool m_manualWait = false;                // a wait under the manual clock, until m_deadline
     Clock::time_point m_deadline;

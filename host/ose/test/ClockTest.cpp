@@ -212,8 +212,10 @@ TEST_F(ClockTest, waitIdleCountsASignalOnItsWayAsWork) {
     });
 }
 
-TEST_F(ClockTest, realTimeGoesOnFromTheManualTimeAndShutdownReturnsToIt) {
+TEST_F(ClockTest, switchingModesKeepsWhatWaitsAndShutdownReturnsToRealTime) {
     run([&] {
+        // Manual to real: real time goes on from the manual time, and the 40 ms left of a
+        // time-out pass in real time.
         union SIGNAL* s = makeSig(kTmoSig, 1);
         request_tmo_sig(kLong + 40, &s);
         ose_clock_advance(kLong);
@@ -227,7 +229,15 @@ TEST_F(ClockTest, realTimeGoesOnFromTheManualTimeAndShutdownReturnsToIt) {
         ose_clock_advance(1);
         expectError("ose_clock_advance@oseHost.h", OSE_ERR_BAD_ARGUMENT);
 
+        // Real to manual: a delay begun in real time ends on advance.
+        const PROCESS sleeper = spawn("delay", delayEntry, me);
+        ASSERT_TRUE(ose_wait_idle(sleeper, kArrival));
         ose_clock_set_manual(1);
+        ose_clock_advance(kLong - kArrival);
+        EXPECT_TRUE(queued(kDoneSig).empty());
+        ose_clock_advance(kArrival);
+        EXPECT_EQ(queued(kDoneSig).size(), 1u);
+
         ose_leave_thread();
         ose_shutdown();
         me = ose_adopt_thread("tester");
