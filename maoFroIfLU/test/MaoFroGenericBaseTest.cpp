@@ -168,6 +168,10 @@ TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
         ASSERT_TRUE(MaoFroGenericBase::zipAndEncode(zipped));
         zipped.insert(zipped.size() / 2, "\r\n");  // a broken line decodes as if unbroken
         const std::string extractFailed = "Failed to extract XML data.";
+        // An error text that quotes a request of nearly the largest size is cut to fit.
+        const std::string huge(65400, 'x');
+        const std::string hugeText =
+            ("Failed to read XML data.Received xmlString:\n" + huge).substr(0, OS_MAX_SIGSIZE - 46);
         struct Case {
             const char* what;
             union SIGNAL* sig;
@@ -182,6 +186,8 @@ TEST(MaoFroGenericBase, malformed_requests_get_the_confirm_of_their_failure) {
              MAO_FRO_CREATE_CFM, 1, extractFailed},
             {"create, not XML", request(MAO_FRO_CREATE_REQ, 0, 0, "<<", kAttrXml),
              MAO_FRO_CREATE_CFM, 1, "Failed to read XML data.Received xmlString:\n<<"},
+            {"create, not XML and huge", request(MAO_FRO_CREATE_REQ, 0, 0, huge, kAttrXml),
+             MAO_FRO_CREATE_CFM, 1, hugeText},
             {"set, error text as payload", request(MAO_FRO_SET_REQ, 0, 0, xml, kAttrErrorText),
              MAO_FRO_SET_CFM, 1, extractFailed},
             {"set, not XML", request(MAO_FRO_SET_REQ, 0, 0, "x", kAttrXml), MAO_FRO_SET_CFM, 1,
