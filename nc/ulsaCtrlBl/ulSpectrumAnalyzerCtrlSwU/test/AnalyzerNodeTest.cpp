@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -103,6 +105,16 @@ TEST_F(AnalyzerNode, theNodeServesTheAnalyzerAndBringsItBackAfterARestart) {
             client, "stopUlsaSampling", {{"targetRfPort", "STRING", "ManagedElement=1,RfPort=A"}});
         EXPECT_TRUE(stop.ok()) << stop.describe();
 
+        // Each change of the status and of info goes up as an indication.
+        std::vector<std::string> changes;
+        client.onIndication([&changes](const mgmt::Indication& indication) {
+            for (const char* name : {"ulSpectrumSamplingStatus", "info"}) {
+                if (!indication.value(name).empty()) {
+                    changes.push_back(name + ("=" + indication.value(name)));
+                }
+            }
+        });
+        ASSERT_TRUE(client.subscribe(ULSpectrumAnalyzerImpl::kFroType).ok());
         const mgmt::Confirm start =
             action(client, "startUlsaSampling",
                    {{"samplingType", "S32", "0"}, {"ipAddress", "STRING", ""}});
@@ -112,6 +124,11 @@ TEST_F(AnalyzerNode, theNodeServesTheAnalyzerAndBringsItBackAfterARestart) {
             client.get(0, analyzer, {"ulSpectrumSamplingStatus", "info"}, kWait);
         ASSERT_TRUE(status.ok()) << status.describe();
         EXPECT_EQ(status.value("ulSpectrumSamplingStatus"), "3");
+        // The failed start goes on to make its client, which this build does not have.
+        client.dispatchIndications(1000);
+        EXPECT_EQ(changes, (std::vector<std::string>{"ulSpectrumSamplingStatus=3",
+                                                     "ulSpectrumSamplingStatus=1", "info=8",
+                                                     "ulSpectrumSamplingStatus=3"}));
     });
 
     bootInChild([](mgmt::ManagementClient& client) {
