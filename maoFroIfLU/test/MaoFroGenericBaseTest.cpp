@@ -63,29 +63,40 @@ TEST(MaoFroGenericBase, requests_change_the_model_only_through_their_transaction
         PROCESS publisher = 0;
         EXPECT_EQ(Osa_findServer("CLIB_FRO_ULSA_MGMT_SERVICE_NAME", &block, &publisher), OSA_OK);
         EXPECT_EQ(publisher, current_process());
-        // The handshake: any well-formed revision is accepted and echoed.
-        union SIGNAL* inServ = alloc(36, MAOFRO_INITIATE_SERVICE_REQ);
-        unsigned char* q = reinterpret_cast<unsigned char*>(inServ);
-        std::memset(q + 4, 0, 32);
-        const uint32_t revision = 3, count = 1;
-        const MaoFroAttrHead head{kAttrRevision, kTypeString, 0, 4};
-        std::memcpy(q + kInServReqRevision, &revision, 4);
-        std::memcpy(q + kInServReqAttrCount, &count, 4);
-        std::memcpy(q + kInServReqAttr, &head, sizeof head);
-        std::memcpy(q + kInServReqData, "R1", 3);
-        n.send(inServ);
-        const SIGSELECT inServCfm[] = {1, MAOFRO_INITIATE_SERVICE_CFM};
-        union SIGNAL* cfm = receive_w_tmo(kWaitMs, inServCfm);
-        ASSERT_NE(cfm, nullptr);
-        const auto* p = reinterpret_cast<const unsigned char*>(cfm);
-        EXPECT_EQ(sigsize(&cfm), kInServCfmSize);
-        EXPECT_EQ(word(p, 4), 3u);
-        EXPECT_EQ(word(p, 8), kInServAccepted);
-        EXPECT_EQ(word(p, 12), 2u);
-        EXPECT_EQ(word(p, 16), kAttrNumber);
-        EXPECT_EQ(word(p, 28), kAttrRevisionConfirm);
-        EXPECT_STREQ(reinterpret_cast<const char*>(p + 40), "R1");
-        free_buf(&cfm);
+        // The handshake: a well-formed request is accepted when no revision is wanted or
+        // the wanted one comes; a malformed one is refused without its revision.
+        struct InServ {
+            uint32_t attribute;
+            const char* wanted;
+            uint32_t result;
+            const char* echoed;
+        };
+        for (const InServ& k : {InServ{kAttrRevision, "", kInServAccepted, "R1"},
+                                InServ{kAttrRevision, "R2", kInServRefused, "R1"},
+                                InServ{kAttrErrorText, "", kInServRefused, ""}}) {
+            union SIGNAL* sig = alloc(36, MAOFRO_INITIATE_SERVICE_REQ);
+            unsigned char* q = reinterpret_cast<unsigned char*>(sig);
+            std::memset(q + 4, 0, 32);
+            const MaoFroAttrHead head{k.attribute, kTypeString, 0, 4};
+            patched(patched(sig, kInServReqRevision, 3), kInServReqAttrCount, 1);
+            std::memcpy(q + kInServReqAttr, &head, sizeof head);
+            std::memcpy(q + kInServReqData, "R1", 3);
+            n.mao.handleInServReq(sig, current_process(), k.wanted);
+            free_buf(&sig);
+            const SIGSELECT selected[] = {1, MAOFRO_INITIATE_SERVICE_CFM};
+            union SIGNAL* cfm = receive_w_tmo(kWaitMs, selected);
+            ASSERT_NE(cfm, nullptr);
+            const auto* p = reinterpret_cast<const unsigned char*>(cfm);
+            EXPECT_EQ(sigsize(&cfm), kInServCfmSize);
+            EXPECT_EQ(word(p, 4), 3u);
+            EXPECT_EQ(word(p, 8), k.result) << k.wanted;
+            EXPECT_EQ(word(p, 12), 2u);
+            EXPECT_EQ(word(p, 16), kAttrNumber);
+            EXPECT_EQ(word(p, 28), kAttrRevisionConfirm);
+            EXPECT_EQ(word(p, 36), stringAttrValue(std::strlen(k.echoed)));
+            EXPECT_STREQ(reinterpret_cast<const char*>(p + 40), k.echoed);
+            free_buf(&cfm);
+        }
 
         const uint32_t tx = Stack::begin();
         n.send(request(
