@@ -1,6 +1,7 @@
 // The supervision on its own: the test's kernel process is both the client and the
 // radio object, so every request comes back to its own queue and the test answers
-// it, late, or not at all. Time-outs are real kernel time-outs of 10 to 30 ms.
+// it, late, or not at all. The kernel's clock is manual: the supervisions have the
+// clients' own times (30 s, 5 s) and the test moves the clock past them by hand.
 #include "LevelTraceCapture.h"
 #include "SignalNumber2Name.h"
 #include "TimeLimit.h"
@@ -18,9 +19,8 @@
 namespace {
 
 constexpr uint32_t kFroId = 4097;
-constexpr uint32_t kLong = 30000;  // never runs out within a test
-constexpr OSTIME kShort = 20;
-constexpr OSTIME kWait = 2000;  // the most a test waits for a signal that must come
+constexpr uint32_t kRmci = 30000;  // the measurement client's supervision
+constexpr uint32_t kRfti = 5000;   // the file-transfer client's supervision
 
 class Supervision : public ::testing::Test {
   protected:
@@ -30,6 +30,7 @@ class Supervision : public ::testing::Test {
     template <class Body>
     void run(Body body) {
         runWithTimeLimit(std::chrono::seconds(20), [&] {
+            ose_clock_set_manual(1);
             m_self = ose_adopt_thread("ulsa_main");
             traceGroups::registerTraceGroup("ulsaRoSigHndSwU", &traceGroups::ulsaRoSigHndSwU);
             m_trace = std::make_unique<LevelTraceCapture>(
@@ -51,10 +52,10 @@ class Supervision : public ::testing::Test {
 
     static union SIGNAL* signal(SIGSELECT number) { return alloc(16, number); }
 
-    // Takes the next signal of that number from the queue; null after ms.
-    static union SIGNAL* next(SIGSELECT number, OSTIME ms = kWait) {
+    // Takes the first signal of that number from the queue; null when there is none.
+    static union SIGNAL* next(SIGSELECT number) {
         const SIGSELECT select[] = {1, number};
-        return receive_w_tmo(ms, select);
+        return receive_w_tmo(0, select);
     }
 
     // Sends a request under supervision to this process and takes it off the queue.
@@ -96,12 +97,14 @@ class Supervision : public ::testing::Test {
 TEST_F(Supervision, AReplyInTimeEndsTheSupervision) {
     run([&] {
         roSignalHandler handler("rmciClientHandler");
-        ASSERT_EQ(sendRequest(handler, RMCI_CONFIG_REQ, kLong, {RMCI_CONFIG_CFM, RMCI_CONFIG_REJ}),
+        ASSERT_EQ(sendRequest(handler, RMCI_CONFIG_REQ, kRmci, {RMCI_CONFIG_CFM, RMCI_CONFIG_REJ}),
                   roSignalHandlerApi::Supervised);
         EXPECT_TRUE(traced(8, "rmciClientHandler::send2RoWTmo: supervise signal name = "
                               "RMCI_CONFIG_REQ, dest = " + std::to_string(m_self)));
         EXPECT_TRUE(handler.isSupervised(RMCI_CONFIG_REQ));
         EXPECT_TRUE(ULSAtmo::getInstance()->contains(kFroId, RMCI_CONFIG_REQ, 0));
+        ose_clock_advance(kRmci - 1);
+        EXPECT_EQ(next(ULSA_TMO_SIG), nullptr);
 
         SIGSELECT supervisedSigNo = 0;
         EXPECT_EQ(receive(handler, signal(RMCI_CONFIG_REJ), supervisedSigNo),
@@ -113,16 +116,20 @@ TEST_F(Supervision, AReplyInTimeEndsTheSupervision) {
                               "name = RMCI_CONFIG_REJ"));
         EXPECT_FALSE(handler.isSupervised(RMCI_CONFIG_REQ));
         EXPECT_EQ(ULSAtmo::getInstance()->size(), 0u);
-
+        ose_clock_advance(kRmci);
+        EXPECT_EQ(next(ULSA_TMO_SIG), nullptr);
     });
 }
 
 TEST_F(Supervision, NoReplyGivesTheTimeoutAndALateReplyIsNotSupervised) {
     run([&] {
         roSignalHandler handler("rftiClientHandler");
-        ASSERT_EQ(sendRequest(handler, RFTI_GET_RESULT_REQ, kShort,
+        ASSERT_EQ(sendRequest(handler, RFTI_GET_RESULT_REQ, kRfti,
                               {RFTI_GET_RESULT_DATA, RFTI_GET_RESULT_REJ}),
                   roSignalHandlerApi::Supervised);
+        ose_clock_advance(kRfti - 1);
+        EXPECT_EQ(next(ULSA_TMO_SIG), nullptr);
+        ose_clock_advance(1);
         union SIGNAL* timeout = next(ULSA_TMO_SIG);
         ASSERT_NE(timeout, nullptr);
         const UlsaTmoSig* tmo = reinterpret_cast<const UlsaTmoSig*>(timeout);
@@ -147,7 +154,7 @@ TEST_F(Supervision, NoReplyGivesTheTimeoutAndALateReplyIsNotSupervised) {
                               "RFTI_GET_RESULT_DATA is not supervised or received late!"));
 
         // The number can be supervised again once its time-out has come.
-        EXPECT_EQ(sendRequest(handler, RFTI_GET_RESULT_REQ, kLong, {RFTI_GET_RESULT_DATA}),
+        EXPECT_EQ(sendRequest(handler, RFTI_GET_RESULT_REQ, kRmci, {RFTI_GET_RESULT_DATA}),
                   roSignalHandlerApi::Supervised);
     });
 }
@@ -155,11 +162,12 @@ TEST_F(Supervision, NoReplyGivesTheTimeoutAndALateReplyIsNotSupervised) {
 TEST_F(Supervision, AReplyWhileItsTimeoutIsInFlightLeavesTheTimeoutUnsupervised) {
     run([&] {
         roSignalHandler handler("rmciClientHandler");
-        ASSERT_EQ(handler.prep4ToSup(kFroId, 10, ULSA_RMCI_SERVER_HUNT_IND,
+        ASSERT_EQ(handler.prep4ToSup(kFroId, kRmci, ULSA_RMCI_SERVER_HUNT_IND,
                                      {ULSA_RMCI_SERVER_HUNT_IND}),
                   roSignalHandlerApi::Supervised);
         EXPECT_TRUE(traced(8, "rmciClientHandler::prep4ToSup: supervise signal name = "
                               "ULSA_RMCI_SERVER_HUNT_IND (no preload)"));
+        ose_clock_advance(kRmci);
         union SIGNAL* timeout = next(ULSA_TMO_SIG);  // fired, not yet handled
         ASSERT_NE(timeout, nullptr);
 
@@ -177,7 +185,7 @@ TEST_F(Supervision, AReplyWhileItsTimeoutIsInFlightLeavesTheTimeoutUnsupervised)
 TEST_F(Supervision, CancelledAndDestroyedSupervisionsNeverTimeOut) {
     run([&] {
         auto handler = std::make_unique<roSignalHandler>("rmciClientHandler");
-        ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_REQ, kShort, {RMCI_MEASURE_CFM}),
+        ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_REQ, kRmci, {RMCI_MEASURE_CFM}),
                   roSignalHandlerApi::Supervised);
         handler->cancelTimer(RMCI_MEASURE_REQ);
         EXPECT_TRUE(traced(8, "rmciClientHandler::cancelTimer: Cancel supervision of signal name "
@@ -186,14 +194,15 @@ TEST_F(Supervision, CancelledAndDestroyedSupervisionsNeverTimeOut) {
         EXPECT_TRUE(traced(4, "rmciClientHandler::cancelTimer: Signal name = RMCI_MEASURE_REQ is "
                               "not supervised"));
 
-        ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_STOP_REQ, kShort, {RMCI_MEASURE_STOP_CFM}),
+        ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_STOP_REQ, kRmci, {RMCI_MEASURE_STOP_CFM}),
                   roSignalHandlerApi::Supervised);
         handler.reset();
         EXPECT_TRUE(traced(8, "Clear roSignalHandler"));
         EXPECT_TRUE(traced(8, "RoSignalHandler is destroyed, removing signals: " +
                                   std::to_string(RMCI_MEASURE_STOP_REQ)));
         EXPECT_EQ(ULSAtmo::getInstance()->size(), 0u);
-        EXPECT_EQ(next(ULSA_TMO_SIG, 5 * kShort), nullptr);
+        ose_clock_advance(2 * kRmci);
+        EXPECT_EQ(next(ULSA_TMO_SIG), nullptr);
     });
 }
 
@@ -201,26 +210,26 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
     run([&] {
         roSignalHandler rmci("rmciClientHandler");
         roSignalHandler other("rmciClientHandler");
-        ASSERT_EQ(sendRequest(rmci, RMCI_GET_CAPABILITIES_REQ, kLong, {RMCI_GET_CAPABILITIES_CFM}),
+        ASSERT_EQ(sendRequest(rmci, RMCI_GET_CAPABILITIES_REQ, kRmci, {RMCI_GET_CAPABILITIES_CFM}),
                   roSignalHandlerApi::Supervised);
         // The same number again in the same handler is refused; the signal stays ours.
-        EXPECT_EQ(sendRequest(rmci, RMCI_GET_CAPABILITIES_REQ, kLong, {RMCI_GET_CAPABILITIES_CFM}),
+        EXPECT_EQ(sendRequest(rmci, RMCI_GET_CAPABILITIES_REQ, kRmci, {RMCI_GET_CAPABILITIES_CFM}),
                   roSignalHandlerApi::Refused);
         EXPECT_TRUE(traced(1, "rmciClientHandler::send2RoWTmo: Unable to register the signal to "
                               "supervise = RMCI_GET_CAPABILITIES_REQ, destination=" +
                                   std::to_string(m_self)));
-        EXPECT_EQ(rmci.prep4ToSup(kFroId, kLong, RMCI_GET_CAPABILITIES_REQ, {}),
+        EXPECT_EQ(rmci.prep4ToSup(kFroId, kRmci, RMCI_GET_CAPABILITIES_REQ, {}),
                   roSignalHandlerApi::Refused);
         EXPECT_TRUE(traced(1, "rmciClientHandler::prep4ToSup: Unable to register the signal to "
                               "supervise = RMCI_GET_CAPABILITIES_REQ"));
         // Another handler supervises it for another client: two records, told apart by id.
-        EXPECT_EQ(sendRequest(other, RMCI_GET_CAPABILITIES_REQ, kLong, {RMCI_GET_CAPABILITIES_CFM},
+        EXPECT_EQ(sendRequest(other, RMCI_GET_CAPABILITIES_REQ, kRmci, {RMCI_GET_CAPABILITIES_CFM},
                               kFroId + 1),
                   roSignalHandlerApi::Supervised);
         EXPECT_EQ(ULSAtmo::getInstance()->size(), 2u);
         // Yet another handler for the same client is refused by the list of time-outs.
         roSignalHandler third("rftiClientHandler");
-        EXPECT_EQ(third.prep4ToSup(kFroId, kLong, RMCI_GET_CAPABILITIES_REQ, {}),
+        EXPECT_EQ(third.prep4ToSup(kFroId, kRmci, RMCI_GET_CAPABILITIES_REQ, {}),
                   roSignalHandlerApi::Refused);
         EXPECT_TRUE(traced(1, "ulsa_set_Tmo Failed, old request still in list, please canceltmo  "
                               "id: 4097, preload: " + std::to_string(RMCI_GET_CAPABILITIES_REQ) +
@@ -228,7 +237,7 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
 
         // A destination of 0: not sent, not supervised, still ours.
         union SIGNAL* request = signal(RMCI_MEASURE_REQ);
-        EXPECT_EQ(rmci.send2RoWTmo(kFroId, m_self, kLong, &request, {RMCI_MEASURE_CFM}, 0),
+        EXPECT_EQ(rmci.send2RoWTmo(kFroId, m_self, kRmci, &request, {RMCI_MEASURE_CFM}, 0),
                   roSignalHandlerApi::Refused);
         ASSERT_NE(request, nullptr);
         free_buf(&request);
@@ -240,10 +249,10 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
 TEST_F(Supervision, AReplyExpectedTwiceEndsTheEntryWithTheHigherNumber) {
     run([&] {
         roSignalHandler handler("rmciClientHandler");
-        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_ESTABLISH_REQ, kLong,
+        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_ESTABLISH_REQ, kRmci,
                               {KGM_IW_USI_CONN_CLOSE_CFM}),
                   roSignalHandlerApi::Supervised);
-        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_CLOSE_REQ, kLong,
+        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_CLOSE_REQ, kRmci,
                               {KGM_IW_USI_CONN_CLOSE_CFM}),
                   roSignalHandlerApi::Supervised);
         SIGSELECT supervisedSigNo = 0;
@@ -263,11 +272,11 @@ TEST_F(Supervision, AReplyExpectedTwiceEndsTheEntryWithTheHigherNumber) {
 TEST_F(Supervision, TheListOfTimeouts) {
     run([&] {
         ULSAtmo* tmo = ULSAtmo::getInstance();
-        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kLong, 0), ULSAtmo::started);
-        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kLong, 0), ULSAtmo::refused);
-        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kLong, 1), ULSAtmo::started);
-        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 101, kLong, 0), ULSAtmo::started);
-        EXPECT_EQ(tmo->ulsa_set_Tmo(8, 100, kShort, 0), ULSAtmo::started);
+        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kRmci, 0), ULSAtmo::started);
+        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kRmci, 0), ULSAtmo::refused);
+        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 100, kRmci, 1), ULSAtmo::started);
+        EXPECT_EQ(tmo->ulsa_set_Tmo(7, 101, kRmci, 0), ULSAtmo::started);
+        EXPECT_EQ(tmo->ulsa_set_Tmo(8, 100, kRfti, 0), ULSAtmo::started);
         tmo->list();
         EXPECT_TRUE(traced(8, " List MEMORY for id:7, preload:101, tmo_type:0"));
 
@@ -279,6 +288,7 @@ TEST_F(Supervision, TheListOfTimeouts) {
         EXPECT_EQ(tmo->cancel_Tmo(9, 9, 9), 1u);  // none: nothing happens
 
         // The removing form that takes the fired signal itself.
+        ose_clock_advance(kRfti);
         union SIGNAL* fired = next(ULSA_TMO_SIG);
         ASSERT_NE(fired, nullptr);
         EXPECT_EQ(tmo->remove_Tmo(fired), 1u);
