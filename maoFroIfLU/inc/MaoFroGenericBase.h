@@ -107,6 +107,11 @@ class MaoFroGenericBase : public FroCallbackIf {
     /// The transaction was rolled back: tells the fROs whose actions ran in it.
     virtual void handleTraniRollback(uint32_t transactionId);
 
+    /// The transaction server went down and took its transactions with it: forgets the
+    /// actions bound to them, clearing the transaction id of their fROs, without telling
+    /// the fROs. (A new server may give the same ids again.)
+    void handleTraniServerDown();
+
     /// Looks the committed fRO up by LDN and stores the transaction id in it, if it is there.
     void setTransactionIdOnfRO(const std::string& ldn, uint32_t transactionId);
 

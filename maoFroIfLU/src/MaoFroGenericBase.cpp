@@ -827,6 +827,15 @@ void MaoFroGenericBase::handleTraniRollback(uint32_t transactionId) {
     }
 }
 
+void MaoFroGenericBase::handleTraniServerDown() {
+    for (const TransactionAction& action : transactionActions) {
+        TRACE(traceObject, 8, "Forgetting action \"%s\" on fRO \"%s\" of lost transaction %u.",
+              action.actionName.c_str(), action.ldn.c_str(), action.transactionId);
+        setTransactionIdOnfRO(action.ldn, 0);
+    }
+    transactionActions.clear();
+}
+
 // ---- Initiate service -------------------------------------------------------------
 
 void MaoFroGenericBase::handleInServReq(union SIGNAL* sig, uint32_t senderPid) {

@@ -348,6 +348,12 @@ TEST(MaoFroGenericBase, actions_run_one_at_a_time_and_hear_of_their_transaction)
             EXPECT_EQ(froMgr::instance().getFro(kLdn)->getTransactionId(), 0u);
             EXPECT_EQ(n.mao.transactionActionCount(), 0u);
         }
+        // A transaction lost with its server is forgotten without a word to the fRO.
+        action(Stack::begin(), "now");
+        EXPECT_EQ(n.confirm(MAO_FRO_ACTION_CFM, 0).result, 0u);
+        n.mao.handleTraniServerDown();
+        EXPECT_EQ(n.mao.transactionActionCount(), 0u);
+        EXPECT_EQ(froMgr::instance().getFro(kLdn)->getTransactionId(), 0u);
         action(0, "now", MAO_FRO_ACTION);
         EXPECT_FALSE(n.anyConfirm()) << "MAO_FRO_ACTION has no confirm";
         EXPECT_EQ(script().told.size(), 2u);
