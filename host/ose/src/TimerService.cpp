@@ -111,8 +111,12 @@ void TimerService::fireDue(Clock::time_point now) {
 }
 
 void TimerService::clockChanged() {
-    { std::lock_guard<std::mutex> lock(m_mutex); }  // a thread about to wait sees the new mode
+    // Under the lock, so that the thread sees the new mode before it waits again. What
+    // it took out to deliver was due before the switch; it is delivered before this
+    // returns, so that nothing comes late into the time of the new mode.
+    std::unique_lock<std::mutex> lock(m_mutex);
     m_wake.notify_all();
+    m_delivered.wait(lock, [this] { return !m_delivering; });
 }
 
 void TimerService::run() {
@@ -130,12 +134,15 @@ void TimerService::run() {
             continue;
         }
         takeDue(now, fired);
+        m_delivering = true;
         lock.unlock();
         for (auto& f : fired) {
             m_deliver(f.first, f.second);
         }
         fired.clear();
         lock.lock();
+        m_delivering = false;
+        m_delivered.notify_all();
     }
 }
 

@@ -51,7 +51,8 @@ class TimerService {
     bool earliest(Clock::time_point& due) const;
     /// Delivers, in order of due time, every time-out due at now or before.
     void fireDue(Clock::time_point now);
-    /// The clock switched mode: the thread sets its wait again.
+    /// The clock switched mode: the thread sets its wait again. Returns once what the
+    /// thread had taken out to deliver is delivered.
     void clockChanged();
 
   private:
@@ -70,11 +71,13 @@ class TimerService {
     const Release m_release;
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
+    std::condition_variable m_delivered;  // with m_mutex: the thread delivered what it took
     // Guarded by m_mutex.
     std::map<Key, Entry> m_due;
     std::unordered_map<OSTMOREF, Clock::time_point> m_whenByRef;
     bool m_stop = false;
-    std::thread m_thread;  // started by the first request, under m_mutex
+    bool m_delivering = false;  // the thread delivers signals it took out, out of the lock
+    std::thread m_thread;       // started by the first request, under m_mutex
 };
 
 }  // namespace ose
