@@ -31,9 +31,9 @@ struct UnitStatusConfig {
 };
 
 /// Error codes of KGM_IW_USI_CONN_ESTABLISH_REJ.
-constexpr uint32_t kUsiRejectMalformed = 1;   // the request does not fit its own size
-constexpr uint32_t kUsiRejectUnknownUnit = 2; // the LDN is not this service's unit
-constexpr uint32_t kUsiRejectUnsupported = 3; // fixed words other than 1
+constexpr uint32_t kUsiRejectMalformed = 1;    // the request does not fit its own size
+constexpr uint32_t kUsiRejectUnknownUnit = 2;  // the LDN is not this service's unit
+constexpr uint32_t kUsiRejectUnsupported = 3;  // fixed words other than 1
 
 /// The service name of a unit: "KGM_IW_USI:" + ldn.
 std::string serviceName(const std::string& ldn);

@@ -63,7 +63,8 @@ void UnitStatusState::reject(PROCESS to, uint32_t procedureRef, uint32_t errorCo
           m_config.ldn.c_str(), to, errorCode, why);
     radioSignals::RejectInfo info;
     info.errorCode = errorCode;
-    union SIGNAL* rej = radioSignals::makeReject(KGM_IW_USI_CONN_ESTABLISH_REJ, procedureRef, 0, info);
+    union SIGNAL* rej =
+        radioSignals::makeReject(KGM_IW_USI_CONN_ESTABLISH_REJ, procedureRef, 0, info);
     send(&rej, to);
 }
 

@@ -40,7 +40,7 @@ class UnitStatusState {
     UnitStatusConfig m_config;
     uint32_t m_nextConnectionRef = 1;
     std::map<uint32_t, Connection> m_connections;  // by connectionRef
-    std::map<PROCESS, OSATTREF> m_watched;          // clients with connections
+    std::map<PROCESS, OSATTREF> m_watched;         // clients with connections
     TraceObject* m_trace;
 };
 

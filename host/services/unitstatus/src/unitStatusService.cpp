@@ -55,7 +55,8 @@ PROCESS startUnitStatusService(const UnitStatusConfig& config) {
 
 int setUnitStatus(PROCESS service, const UnitStatus& status, OSTIME timeoutMs) {
     const std::string& text = status.dcControllerName;
-    union SIGNAL* request = alloc(static_cast<OSBUFSIZE>(12 + text.size() + 1), USI_HOST_SET_STATUS_REQ);
+    union SIGNAL* request =
+        alloc(static_cast<OSBUFSIZE>(12 + text.size() + 1), USI_HOST_SET_STATUS_REQ);
     uint8_t* bytes = reinterpret_cast<uint8_t*>(request);
     std::memcpy(bytes + 4, &status.unitStatusBits, 4);
     std::memcpy(bytes + 8, &status.operationalState, 4);

@@ -47,7 +47,8 @@ class UnitStatusService : public ::testing::Test {
 
     // Subscribes to the service name as the load module's client does; the provider.
     static PROCESS subscribe(const std::string& name) {
-        union SIGNAL* request = alloc(static_cast<OSBUFSIZE>(8 + name.size() + 1), NS_SUBSCRIBE_SERVICE);
+        union SIGNAL* request =
+            alloc(static_cast<OSBUFSIZE>(8 + name.size() + 1), NS_SUBSCRIBE_SERVICE);
         std::memcpy(reinterpret_cast<uint8_t*>(request) + 8, name.c_str(), name.size() + 1);
         PROCESS nameServer = 0;
         hunt("ose_ns", 0, &nameServer, nullptr);

@@ -53,7 +53,7 @@ class SignalReader {
 template <class Layout>
 const Layout* checkedLayout(const union SIGNAL* signal, OSBUFSIZE size) {
     return signal != nullptr && size >= Layout::minSize ? reinterpret_cast<const Layout*>(signal)
-                                                         : nullptr;
+                                                        : nullptr;
 }
 
 /// Whether the signal is at least as long as its number's catalogue entry says;

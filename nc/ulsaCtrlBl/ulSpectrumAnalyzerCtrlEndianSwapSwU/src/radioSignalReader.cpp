@@ -66,8 +66,7 @@ bool isRadioConnEstablishRej(SIGSELECT number) {
 }
 
 bool isRadioRequestRej(SIGSELECT number) {
-    return number == RMCI_CONFIG_REJ || number == RMCI_MEASURE_REJ ||
-           number == RFTI_GET_RESULT_REJ;
+    return number == RMCI_CONFIG_REJ || number == RMCI_MEASURE_REJ || number == RFTI_GET_RESULT_REJ;
 }
 
 bool isServerInd(SIGSELECT number) {
@@ -84,8 +83,9 @@ bool readTriggers(const SignalReader& reader, std::size_t& at, std::size_t recor
             !reader.u16(at + 2, trigger.triggerLength)) {
             return false;
         }
-        const std::size_t needed =
-            trigger.triggerIdentity == kRmciPowerTrigger ? sizeof(RmciTrigger) : kRmciTriggerHeadSize;
+        const std::size_t needed = trigger.triggerIdentity == kRmciPowerTrigger
+                                       ? sizeof(RmciTrigger)
+                                       : kRmciTriggerHeadSize;
         if (trigger.triggerLength < needed || trigger.triggerLength > recordEnd - at) {
             return false;
         }

@@ -4,7 +4,8 @@ namespace radioSignals {
 
 namespace {
 
-#define ULSA_SIGNAL(number, layout) {number, #number, layout::minSize}
+#define ULSA_SIGNAL(number, layout) \
+    { number, #number, layout::minSize }
 
 const SignalInfo signals[] = {
     ULSA_SIGNAL(RMCI_CONN_ESTABLISH_REQ, RadioConnEstablishReq),

@@ -32,6 +32,7 @@ constexpr Field kConnection{8, 4};
 // Signals received. The holes are kept as they are: supportedProtocolRev (12) of the
 // establish rejections and the last two words of RFTI_GET_RESULT_CFM (20, 24) are
 // not converted, and RFTI_GET_RESULT_ACK is treated as received.
+// clang-format off
 const Row receivedTable[] = {
     {RMCI_CONN_ESTABLISH_CFM, 2, {kClient, kConnection}},
     {RMCI_CONFIG_CFM, 2, {kClient, kConnection}},
@@ -69,6 +70,7 @@ const Row sentTable[] = {
     {RFTI_GET_RESULT_REQ, 4, {kClient, kConnection, {16, 4}, {12, 4}}},
     {RFTI_GET_RESULT_DATA, 3, {kClient, kConnection, {12, 4}}},
 };
+// clang-format on
 
 template <std::size_t N>
 const Row* findRow(const Row (&table)[N], SIGSELECT number) {
@@ -189,11 +191,13 @@ bool convertEntries(Bytes& bytes, std::size_t record) {
 }
 
 // Record i's type and length are read at the fixed stride of 60 and written at the
-// cursor, which moves by each record's own length: with records of another length
-// the two part, and the words are moved to the cursor, as the radio units expect.
+// cursor, which moves by each record's own length. With records of 60 bytes the two
+// agree; with records of another length they part and the words are moved to the
+// cursor. The walk is kept so on purpose.
 bool convertCapabilities(Bytes& bytes) {
     // The row has converted the count already.
-    const uint16_t noOfCapabilities = bytes.get16(offsetof(RmciGetCapabilitiesCfm, noOfCapabilities));
+    const uint16_t noOfCapabilities =
+        bytes.get16(offsetof(RmciGetCapabilitiesCfm, noOfCapabilities));
     std::size_t cursor = RmciGetCapabilitiesCfm::firstRecordOffset;
     for (uint32_t i = 0; i < noOfCapabilities; ++i) {
         const std::size_t fixed = RmciGetCapabilitiesCfm::firstRecordOffset + kCapabilityStride * i;

@@ -28,7 +28,8 @@ std::vector<Bytes> seeds() {
     opaque.capabilityLength = 60;
     out.push_back(take(makeCapabilitiesCfm(1, 2, {entries, opaque, entries})));
     RejectInfo reject{1, 2, "cause"};
-    for (SIGSELECT number : {RMCI_CONN_ESTABLISH_REJ, RMCI_CONFIG_REJ, KGM_IW_USI_CONN_ESTABLISH_REJ}) {
+    for (SIGSELECT number :
+         {RMCI_CONN_ESTABLISH_REJ, RMCI_CONFIG_REJ, KGM_IW_USI_CONN_ESTABLISH_REJ}) {
         out.push_back(take(makeReject(number, 1, 2, reject)));
     }
     out.push_back(take(makeUnitInfo(UnitInfo{1, 2, 544, 1, "dcName"})));
@@ -83,8 +84,8 @@ TEST_F(CorruptSignals, NoReaderAndNoConversionReadsOutsideTheSignal) {
     for (int round = 0; round < 30000; ++round) {
         Bytes bytes = valid[random() % valid.size()];
         // Cut or lengthen it, then spoil some bytes and some words.
-        const std::size_t size = random() % 4 == 0 ? random() % (bytes.size() + 1)
-                                                   : bytes.size() + random() % 3;
+        const std::size_t size =
+            random() % 4 == 0 ? random() % (bytes.size() + 1) : bytes.size() + random() % 3;
         bytes.resize(size, static_cast<uint8_t>(random()));
         const int changes = static_cast<int>(random() % 4);
         for (int i = 0; i < changes && !bytes.empty(); ++i) {

@@ -10,9 +10,9 @@
 #include <utility>
 
 using namespace swaptest;
-using ulSpectrumAnalyzerEndianSwap::Result;
 using ulSpectrumAnalyzerEndianSwap::convertReceived;
 using ulSpectrumAnalyzerEndianSwap::convertToSend;
+using ulSpectrumAnalyzerEndianSwap::Result;
 
 namespace {
 
@@ -33,6 +33,7 @@ struct Row {
 // The tables as the radio interface defines them, holes included: no field at 12 of
 // the establish rejections, none at 20 and 24 of RFTI_GET_RESULT_CFM, the ACK
 // received and the data block sent.
+// clang-format off
 const std::vector<Row> kRows = {
     {RMCI_CONN_ESTABLISH_CFM, true, {}},
     {RMCI_CONFIG_CFM, true, {}},
@@ -64,6 +65,7 @@ const std::vector<Row> kRows = {
     {RFTI_GET_RESULT_REQ, false, {{16, 4}, {12, 4}}},
     {RFTI_GET_RESULT_DATA, false, {{12, 4}}},
 };
+// clang-format on
 
 Result convert(bool received, Bytes& bytes, int mode) {
     return received ? convertReceived(asSignal(bytes), sizeOf(bytes), mode)
@@ -113,9 +115,12 @@ TEST(EndianSwapTables, EachRowReversesItsFieldsInModeTwoAndNothingElse) {
 }
 
 TEST(EndianSwapTables, SignalsOutsideTheTablesAreLeftAlone) {
-    const SIGSELECT outside[] = {KGM_IW_USI_CONN_ESTABLISH_REQ, KGM_IW_USI_UNIT_INFO_UPDATE_IND,
-                                 KGM_IW_USI_CONN_CLOSE_CFM,     ULSA_TMO_SIG,
-                                 ULSA_RMCI_SERVER_HUNT_IND,     0x1706A99u,
+    const SIGSELECT outside[] = {KGM_IW_USI_CONN_ESTABLISH_REQ,
+                                 KGM_IW_USI_UNIT_INFO_UPDATE_IND,
+                                 KGM_IW_USI_CONN_CLOSE_CFM,
+                                 ULSA_TMO_SIG,
+                                 ULSA_RMCI_SERVER_HUNT_IND,
+                                 0x1706A99u,
                                  0u};
     for (SIGSELECT number : outside) {
         const Bytes original = patterned(number, 108);

@@ -36,10 +36,12 @@ std::vector<Capability> sampleCapabilities() {
 }  // namespace
 
 TEST_F(ReaderTest, BuiltSignalsReadBackAndHaveTheirMinimumSize) {
-    for (SIGSELECT number : {RMCI_CONN_ESTABLISH_REJ, RFTI_CONN_ESTABLISH_REJ, RMCI_CONFIG_REJ,
-                             RMCI_MEASURE_REJ, RFTI_GET_RESULT_REJ, KGM_IW_USI_CONN_ESTABLISH_REJ}) {
+    for (SIGSELECT number :
+         {RMCI_CONN_ESTABLISH_REJ, RFTI_CONN_ESTABLISH_REJ, RMCI_CONFIG_REJ, RMCI_MEASURE_REJ,
+          RFTI_GET_RESULT_REJ, KGM_IW_USI_CONN_ESTABLISH_REJ}) {
         const bool usi = number == KGM_IW_USI_CONN_ESTABLISH_REJ;
-        const bool establish = number == RMCI_CONN_ESTABLISH_REJ || number == RFTI_CONN_ESTABLISH_REJ;
+        const bool establish =
+            number == RMCI_CONN_ESTABLISH_REJ || number == RFTI_CONN_ESTABLISH_REJ;
         RejectInfo sent;
         sent.supportedProtocolRev = establish ? 4 : 0;
         sent.errorCode = usi ? 0x10005u : 17;

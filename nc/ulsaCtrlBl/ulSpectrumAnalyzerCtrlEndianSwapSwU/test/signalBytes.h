@@ -17,9 +17,13 @@ namespace swaptest {
 
 using Bytes = std::vector<uint8_t>;
 
-inline union SIGNAL* asSignal(Bytes& bytes) { return reinterpret_cast<union SIGNAL*>(bytes.data()); }
+inline union SIGNAL* asSignal(Bytes& bytes) {
+    return reinterpret_cast<union SIGNAL*>(bytes.data());
+}
 
-inline OSBUFSIZE sizeOf(const Bytes& bytes) { return static_cast<OSBUFSIZE>(bytes.size()); }
+inline OSBUFSIZE sizeOf(const Bytes& bytes) {
+    return static_cast<OSBUFSIZE>(bytes.size());
+}
 
 /// A signal of size bytes: the number in host order, then the pattern 1, 2, 3, ...
 inline Bytes patterned(SIGSELECT number, std::size_t size) {

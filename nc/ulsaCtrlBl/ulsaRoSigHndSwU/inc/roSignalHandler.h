@@ -15,21 +15,21 @@ class roSignalHandler : public roSignalHandlerApi {
   public:
     /// One supervised signal.
     struct SupervisionEntry {
-        uint32_t froId = 0;                   // client reference
-        union SIGNAL* sentSignal = nullptr;   // as handed to the kernel; null after prep4ToSup
-        uint32_t tmoTime = 0;                 // milliseconds
+        uint32_t froId = 0;                  // client reference
+        union SIGNAL* sentSignal = nullptr;  // as handed to the kernel; null after prep4ToSup
+        uint32_t tmoTime = 0;                // milliseconds
         uint32_t reserved = 0;
-        SIGSELECT sigNo = 0;                  // equal to the key
+        SIGSELECT sigNo = 0;  // equal to the key
         std::vector<SIGSELECT> expectedReplies;
-        PROCESS destination = 0;              // 0 after prep4ToSup
+        PROCESS destination = 0;  // 0 after prep4ToSup
     };
 
     /// name is the owner's name in traces.
     explicit roSignalHandler(const std::string& name);
     ~roSignalHandler() override;
 
-    uint32_t send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t tmoTimeMs,
-                         union SIGNAL** signal, const std::vector<SIGSELECT>& expectedReplies,
+    uint32_t send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t tmoTimeMs, union SIGNAL** signal,
+                         const std::vector<SIGSELECT>& expectedReplies,
                          PROCESS destination) override;
     uint32_t receiveFromRo(union SIGNAL* signal, SIGSELECT& supervisedSigNo) override;
     uint32_t prep4ToSup(uint32_t froId, uint32_t tmoTimeMs, SIGSELECT sigNo,

@@ -72,8 +72,7 @@ bool ULSAtmo::contains(uint32_t id, uint32_t preload, uint32_t tmo_type) const {
     });
 }
 
-uint32_t ULSAtmo::ulsa_set_Tmo(uint32_t id, uint32_t preload, uint32_t tmoTime,
-                               uint32_t tmo_type) {
+uint32_t ULSAtmo::ulsa_set_Tmo(uint32_t id, uint32_t preload, uint32_t tmoTime, uint32_t tmo_type) {
     if (find(id, preload, tmo_type) != dataVec.end()) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
                     "ulsa_set_Tmo Failed, old request still in list, please canceltmo  id: %d, "
@@ -156,8 +155,7 @@ void ULSAtmo::list() const {
     }
     for (const TmoRecord& record : dataVec) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 8,
-                    " List MEMORY for id:%d, preload:%d, tmo_type:%d",
-                    static_cast<int>(record.id), static_cast<int>(record.preload),
-                    static_cast<int>(record.tmo_type));
+                    " List MEMORY for id:%d, preload:%d, tmo_type:%d", static_cast<int>(record.id),
+                    static_cast<int>(record.preload), static_cast<int>(record.tmo_type));
     }
 }

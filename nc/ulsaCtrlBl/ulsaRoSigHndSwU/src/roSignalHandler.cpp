@@ -107,8 +107,8 @@ uint32_t roSignalHandler::prep4ToSup(uint32_t froId, uint32_t tmoTimeMs, SIGSELE
     entry.expectedReplies = expectedReplies;
     if (!supervise(entry)) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
-                    "%s::prep4ToSup: Unable to register the signal to supervise = %s",
-                    name.c_str(), sigName.c_str());
+                    "%s::prep4ToSup: Unable to register the signal to supervise = %s", name.c_str(),
+                    sigName.c_str());
         return Refused;
     }
     return Supervised;
@@ -192,8 +192,9 @@ uint32_t roSignalHandler::receiveFromRo(union SIGNAL* signal, SIGSELECT& supervi
 void roSignalHandler::cancelTimer(SIGSELECT sigNo) {
     const auto it = supervised.find(sigNo);
     if (it == supervised.end()) {
-        TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 4, "%s::cancelTimer: Signal name = %s is not supervised",
-                    name.c_str(), nameOf(sigNo).c_str());
+        TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 4,
+                    "%s::cancelTimer: Signal name = %s is not supervised", name.c_str(),
+                    nameOf(sigNo).c_str());
         return;
     }
     ULSAtmo::getInstance()->cancel_Tmo(it->second.froId, sigNo, kTmoType);

@@ -33,13 +33,13 @@ class Supervision : public ::testing::Test {
             ose_clock_set_manual(1);
             m_self = ose_adopt_thread("ulsa_main");
             traceGroups::registerTraceGroup("ulsaRoSigHndSwU", &traceGroups::ulsaRoSigHndSwU);
-            m_trace = std::make_unique<LevelTraceCapture>(
-                std::vector<std::string>{"ulsaRoSigHndSwU"});
+            m_trace =
+                std::make_unique<LevelTraceCapture>(std::vector<std::string>{"ulsaRoSigHndSwU"});
             std::size_t count = 0;
             const radioSignals::SignalInfo* signals = radioSignals::catalogue(count);
             for (std::size_t i = 0; i < count; ++i) {
-                SignalNumber2Name::getInstance()->insertSignalName({signals[i].number,
-                                                                    signals[i].name});
+                SignalNumber2Name::getInstance()->insertSignalName(
+                    {signals[i].number, signals[i].name});
             }
             body();
             ULSAtmo::getInstance()->clear();
@@ -62,8 +62,7 @@ class Supervision : public ::testing::Test {
     uint32_t sendRequest(roSignalHandler& handler, SIGSELECT number, uint32_t tmo,
                          std::vector<SIGSELECT> replies, uint32_t froId = kFroId) {
         union SIGNAL* request = signal(number);
-        const uint32_t result =
-            handler.send2RoWTmo(froId, m_self, tmo, &request, replies, m_self);
+        const uint32_t result = handler.send2RoWTmo(froId, m_self, tmo, &request, replies, m_self);
         if (result == roSignalHandlerApi::Supervised) {
             EXPECT_EQ(request, nullptr);
             union SIGNAL* arrived = next(number);
@@ -80,7 +79,8 @@ class Supervision : public ::testing::Test {
     }
 
     // Passes a signal through receiveFromRo and frees it.
-    static uint32_t receive(roSignalHandler& handler, union SIGNAL* sig, SIGSELECT& supervisedSigNo) {
+    static uint32_t receive(roSignalHandler& handler, union SIGNAL* sig,
+                            SIGSELECT& supervisedSigNo) {
         const uint32_t result = handler.receiveFromRo(sig, supervisedSigNo);
         free_buf(&sig);
         return result;
@@ -99,8 +99,10 @@ TEST_F(Supervision, AReplyInTimeEndsTheSupervision) {
         roSignalHandler handler("rmciClientHandler");
         ASSERT_EQ(sendRequest(handler, RMCI_CONFIG_REQ, kRmci, {RMCI_CONFIG_CFM, RMCI_CONFIG_REJ}),
                   roSignalHandlerApi::Supervised);
-        EXPECT_TRUE(traced(8, "rmciClientHandler::send2RoWTmo: supervise signal name = "
-                              "RMCI_CONFIG_REQ, dest = " + std::to_string(m_self)));
+        EXPECT_TRUE(traced(8,
+                           "rmciClientHandler::send2RoWTmo: supervise signal name = "
+                           "RMCI_CONFIG_REQ, dest = " +
+                               std::to_string(m_self)));
         EXPECT_TRUE(handler.isSupervised(RMCI_CONFIG_REQ));
         EXPECT_TRUE(ULSAtmo::getInstance()->contains(kFroId, RMCI_CONFIG_REQ, 0));
         ose_clock_advance(kRmci - 1);
@@ -110,10 +112,12 @@ TEST_F(Supervision, AReplyInTimeEndsTheSupervision) {
         EXPECT_EQ(receive(handler, signal(RMCI_CONFIG_REJ), supervisedSigNo),
                   roSignalHandlerApi::SupervisedReply);
         EXPECT_EQ(supervisedSigNo, RMCI_CONFIG_REQ);
-        EXPECT_TRUE(traced(8, "rmciClientHandler::receiveFromRo: received signal name = "
-                              "RMCI_CONFIG_REJ"));
-        EXPECT_TRUE(traced(8, "rmciClientHandler::receiveFromRo: Cancel supervision of signal "
-                              "name = RMCI_CONFIG_REJ"));
+        EXPECT_TRUE(traced(8,
+                           "rmciClientHandler::receiveFromRo: received signal name = "
+                           "RMCI_CONFIG_REJ"));
+        EXPECT_TRUE(traced(8,
+                           "rmciClientHandler::receiveFromRo: Cancel supervision of signal "
+                           "name = RMCI_CONFIG_REJ"));
         EXPECT_FALSE(handler.isSupervised(RMCI_CONFIG_REQ));
         EXPECT_EQ(ULSAtmo::getInstance()->size(), 0u);
         ose_clock_advance(kRmci);
@@ -140,9 +144,10 @@ TEST_F(Supervision, NoReplyGivesTheTimeoutAndALateReplyIsNotSupervised) {
         SIGSELECT supervisedSigNo = 0;
         EXPECT_EQ(receive(handler, timeout, supervisedSigNo), roSignalHandlerApi::Timeout);
         EXPECT_EQ(supervisedSigNo, RFTI_GET_RESULT_REQ);
-        EXPECT_TRUE(traced(4, "rftiClientHandler::receiveFromRo: Timeout received: ULSA_TMO_SIG, "
-                              "for signal: RFTI_GET_RESULT_REQ, froId = 4097, preload: " +
-                                  std::to_string(RFTI_GET_RESULT_REQ)));
+        EXPECT_TRUE(traced(4,
+                           "rftiClientHandler::receiveFromRo: Timeout received: ULSA_TMO_SIG, "
+                           "for signal: RFTI_GET_RESULT_REQ, froId = 4097, preload: " +
+                               std::to_string(RFTI_GET_RESULT_REQ)));
         EXPECT_TRUE(traced(8, "ULSAtmo::remove_Tmo: Removing MEMORY for id:4097, preload: " +
                                   std::to_string(RFTI_GET_RESULT_REQ) + " and tmo_type: 0"));
         EXPECT_FALSE(handler.isSupervised(RFTI_GET_RESULT_REQ));
@@ -150,8 +155,9 @@ TEST_F(Supervision, NoReplyGivesTheTimeoutAndALateReplyIsNotSupervised) {
 
         EXPECT_EQ(receive(handler, signal(RFTI_GET_RESULT_DATA), supervisedSigNo),
                   roSignalHandlerApi::NotSupervised);
-        EXPECT_TRUE(traced(4, "rftiClientHandler::receiveFromRo: signal name = "
-                              "RFTI_GET_RESULT_DATA is not supervised or received late!"));
+        EXPECT_TRUE(traced(4,
+                           "rftiClientHandler::receiveFromRo: signal name = "
+                           "RFTI_GET_RESULT_DATA is not supervised or received late!"));
 
         // The number can be supervised again once its time-out has come.
         EXPECT_EQ(sendRequest(handler, RFTI_GET_RESULT_REQ, kRmci, {RFTI_GET_RESULT_DATA}),
@@ -165,8 +171,9 @@ TEST_F(Supervision, AReplyWhileItsTimeoutIsInFlightLeavesTheTimeoutUnsupervised)
         ASSERT_EQ(handler.prep4ToSup(kFroId, kRmci, ULSA_RMCI_SERVER_HUNT_IND,
                                      {ULSA_RMCI_SERVER_HUNT_IND}),
                   roSignalHandlerApi::Supervised);
-        EXPECT_TRUE(traced(8, "rmciClientHandler::prep4ToSup: supervise signal name = "
-                              "ULSA_RMCI_SERVER_HUNT_IND (no preload)"));
+        EXPECT_TRUE(traced(8,
+                           "rmciClientHandler::prep4ToSup: supervise signal name = "
+                           "ULSA_RMCI_SERVER_HUNT_IND (no preload)"));
         ose_clock_advance(kRmci);
         union SIGNAL* timeout = next(ULSA_TMO_SIG);  // fired, not yet handled
         ASSERT_NE(timeout, nullptr);
@@ -176,9 +183,11 @@ TEST_F(Supervision, AReplyWhileItsTimeoutIsInFlightLeavesTheTimeoutUnsupervised)
                   roSignalHandlerApi::SupervisedReply);
         EXPECT_EQ(supervisedSigNo, ULSA_RMCI_SERVER_HUNT_IND);
         EXPECT_EQ(receive(handler, timeout, supervisedSigNo), roSignalHandlerApi::HandlingError);
-        EXPECT_TRUE(traced(4, "rmciClientHandler::receiveFromRo: Timeout for not supervised "
-                              "signal received.  name: = ULSA_RMCI_SERVER_HUNT_IND, froId = 4097, "
-                              "preload: " + std::to_string(ULSA_RMCI_SERVER_HUNT_IND)));
+        EXPECT_TRUE(traced(4,
+                           "rmciClientHandler::receiveFromRo: Timeout for not supervised "
+                           "signal received.  name: = ULSA_RMCI_SERVER_HUNT_IND, froId = 4097, "
+                           "preload: " +
+                               std::to_string(ULSA_RMCI_SERVER_HUNT_IND)));
     });
 }
 
@@ -188,11 +197,13 @@ TEST_F(Supervision, CancelledAndDestroyedSupervisionsNeverTimeOut) {
         ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_REQ, kRmci, {RMCI_MEASURE_CFM}),
                   roSignalHandlerApi::Supervised);
         handler->cancelTimer(RMCI_MEASURE_REQ);
-        EXPECT_TRUE(traced(8, "rmciClientHandler::cancelTimer: Cancel supervision of signal name "
-                              "= RMCI_MEASURE_REQ"));
+        EXPECT_TRUE(traced(8,
+                           "rmciClientHandler::cancelTimer: Cancel supervision of signal name "
+                           "= RMCI_MEASURE_REQ"));
         handler->cancelTimer(RMCI_MEASURE_REQ);
-        EXPECT_TRUE(traced(4, "rmciClientHandler::cancelTimer: Signal name = RMCI_MEASURE_REQ is "
-                              "not supervised"));
+        EXPECT_TRUE(traced(4,
+                           "rmciClientHandler::cancelTimer: Signal name = RMCI_MEASURE_REQ is "
+                           "not supervised"));
 
         ASSERT_EQ(sendRequest(*handler, RMCI_MEASURE_STOP_REQ, kRmci, {RMCI_MEASURE_STOP_CFM}),
                   roSignalHandlerApi::Supervised);
@@ -215,13 +226,15 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
         // The same number again in the same handler is refused; the signal stays ours.
         EXPECT_EQ(sendRequest(rmci, RMCI_GET_CAPABILITIES_REQ, kRmci, {RMCI_GET_CAPABILITIES_CFM}),
                   roSignalHandlerApi::Refused);
-        EXPECT_TRUE(traced(1, "rmciClientHandler::send2RoWTmo: Unable to register the signal to "
-                              "supervise = RMCI_GET_CAPABILITIES_REQ, destination=" +
-                                  std::to_string(m_self)));
+        EXPECT_TRUE(traced(1,
+                           "rmciClientHandler::send2RoWTmo: Unable to register the signal to "
+                           "supervise = RMCI_GET_CAPABILITIES_REQ, destination=" +
+                               std::to_string(m_self)));
         EXPECT_EQ(rmci.prep4ToSup(kFroId, kRmci, RMCI_GET_CAPABILITIES_REQ, {}),
                   roSignalHandlerApi::Refused);
-        EXPECT_TRUE(traced(1, "rmciClientHandler::prep4ToSup: Unable to register the signal to "
-                              "supervise = RMCI_GET_CAPABILITIES_REQ"));
+        EXPECT_TRUE(traced(1,
+                           "rmciClientHandler::prep4ToSup: Unable to register the signal to "
+                           "supervise = RMCI_GET_CAPABILITIES_REQ"));
         // Another handler supervises it for another client: two records, told apart by id.
         EXPECT_EQ(sendRequest(other, RMCI_GET_CAPABILITIES_REQ, kRmci, {RMCI_GET_CAPABILITIES_CFM},
                               kFroId + 1),
@@ -231,9 +244,10 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
         roSignalHandler third("rftiClientHandler");
         EXPECT_EQ(third.prep4ToSup(kFroId, kRmci, RMCI_GET_CAPABILITIES_REQ, {}),
                   roSignalHandlerApi::Refused);
-        EXPECT_TRUE(traced(1, "ulsa_set_Tmo Failed, old request still in list, please canceltmo  "
-                              "id: 4097, preload: " + std::to_string(RMCI_GET_CAPABILITIES_REQ) +
-                              " tmo_type: 0"));
+        EXPECT_TRUE(traced(1,
+                           "ulsa_set_Tmo Failed, old request still in list, please canceltmo  "
+                           "id: 4097, preload: " +
+                               std::to_string(RMCI_GET_CAPABILITIES_REQ) + " tmo_type: 0"));
 
         // A destination of 0: not sent, not supervised, still ours.
         union SIGNAL* request = signal(RMCI_MEASURE_REQ);
@@ -249,12 +263,12 @@ TEST_F(Supervision, OneSupervisionPerNumberAndHandler) {
 TEST_F(Supervision, AReplyExpectedTwiceEndsTheEntryWithTheHigherNumber) {
     run([&] {
         roSignalHandler handler("rmciClientHandler");
-        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_ESTABLISH_REQ, kRmci,
-                              {KGM_IW_USI_CONN_CLOSE_CFM}),
-                  roSignalHandlerApi::Supervised);
-        ASSERT_EQ(sendRequest(handler, KGM_IW_USI_CONN_CLOSE_REQ, kRmci,
-                              {KGM_IW_USI_CONN_CLOSE_CFM}),
-                  roSignalHandlerApi::Supervised);
+        ASSERT_EQ(
+            sendRequest(handler, KGM_IW_USI_CONN_ESTABLISH_REQ, kRmci, {KGM_IW_USI_CONN_CLOSE_CFM}),
+            roSignalHandlerApi::Supervised);
+        ASSERT_EQ(
+            sendRequest(handler, KGM_IW_USI_CONN_CLOSE_REQ, kRmci, {KGM_IW_USI_CONN_CLOSE_CFM}),
+            roSignalHandlerApi::Supervised);
         SIGSELECT supervisedSigNo = 0;
         EXPECT_EQ(receive(handler, signal(KGM_IW_USI_CONN_CLOSE_CFM), supervisedSigNo),
                   roSignalHandlerApi::SupervisedReply);
@@ -299,7 +313,8 @@ TEST_F(Supervision, TheListOfTimeouts) {
         EXPECT_TRUE(traced(1, "Signal is empty! (rec_p == 0)"));
         union SIGNAL* other = signal(RMCI_MEASURE_IND);
         EXPECT_EQ(tmo->remove_Tmo(other), 1u);
-        EXPECT_TRUE(traced(1, "Unknown signal to handle, sig_no:" + std::to_string(RMCI_MEASURE_IND)));
+        EXPECT_TRUE(
+            traced(1, "Unknown signal to handle, sig_no:" + std::to_string(RMCI_MEASURE_IND)));
         free_buf(&other);
 
         tmo->clear();
