@@ -47,7 +47,7 @@ class ULSAtmo {
     uint32_t ulsa_set_Tmo(uint32_t id, uint32_t preload, uint32_t tmoTime, uint32_t tmo_type);
     /// Forgets a record without cancelling (its time-out has fired); 1.
     uint32_t remove_Tmo(uint32_t id, uint32_t preload, uint32_t tmo_type);
-    /// Forgets the record that a received ULSA_TMO_SIG names; 1.
+    /// Forgets the record that a received ULSA_TMO_SIG (owned by the caller) names; 1.
     uint32_t remove_Tmo(const union SIGNAL* sig);
     /// Cancels the time-out and forgets the record; nothing when there is none; 1.
     uint32_t cancel_Tmo(uint32_t id, uint32_t preload, uint32_t tmo_type);

@@ -32,8 +32,9 @@ class roSignalHandlerApi {
                                  union SIGNAL** signal,
                                  const std::vector<SIGSELECT>& expectedReplies,
                                  PROCESS destination) = 0;
-    /// What a received signal (a reply or ULSA_TMO_SIG) means for the supervision;
-    /// supervisedSigNo is the supervised signal it concerns.
+    /// What a received signal (a reply or ULSA_TMO_SIG, owned by the caller) means for
+    /// the supervision; supervisedSigNo is the supervised signal it concerns, or
+    /// noSupervisedSigNo when it concerns none.
     virtual uint32_t receiveFromRo(union SIGNAL* signal, SIGSELECT& supervisedSigNo) = 0;
     /// Supervises a signal that is not sent here (a hunt, where the hunt signal itself
     /// comes back).

@@ -115,6 +115,7 @@ uint32_t roSignalHandler::prep4ToSup(uint32_t froId, uint32_t tmoTimeMs, SIGSELE
 }
 
 uint32_t roSignalHandler::receiveTimeout(union SIGNAL* signal, SIGSELECT& supervisedSigNo) {
+    supervisedSigNo = noSupervisedSigNo;
     union SIGNAL* owned = signal;
     if (sigsize(&owned) < sizeof(UlsaTmoSig)) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,

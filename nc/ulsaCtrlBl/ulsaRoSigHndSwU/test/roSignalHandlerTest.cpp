@@ -183,6 +183,7 @@ TEST_F(Supervision, AReplyWhileItsTimeoutIsInFlightLeavesTheTimeoutUnsupervised)
                   roSignalHandlerApi::SupervisedReply);
         EXPECT_EQ(supervisedSigNo, ULSA_RMCI_SERVER_HUNT_IND);
         EXPECT_EQ(receive(handler, timeout, supervisedSigNo), roSignalHandlerApi::HandlingError);
+        EXPECT_EQ(supervisedSigNo, roSignalHandlerApi::noSupervisedSigNo);
         EXPECT_TRUE(traced(4,
                            "rmciClientHandler::receiveFromRo: Timeout for not supervised "
                            "signal received.  name: = ULSA_RMCI_SERVER_HUNT_IND, froId = 4097, "
