@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstring>
 #include <functional>
 
@@ -183,12 +183,12 @@ class RadioUnitTest : public ::testing::Test {
             ADD_FAILURE() << "no RMCI_MEASURE_IND after " << ms << " ms";
             return 0;
         }
-        const RmciMeasureInd* read =
-            radioSignals::checkedLayout<RmciMeasureInd>(ind, sigsize(&ind));
-        EXPECT_EQ(read->measurementStatus, expectedStatus);
-        const uint32_t fileRef = read->dataFileRef;
+        RmciMeasureInd read{};
+        EXPECT_EQ(sigsize(&ind), sizeof read);
+        std::memcpy(&read, ind, std::min<std::size_t>(sizeof read, sigsize(&ind)));
         free_buf(&ind);
-        return fileRef;
+        EXPECT_EQ(read.measurementStatus, expectedStatus);
+        return read.dataFileRef;
     }
 
     // Fetches a file block by block, one acknowledgement each; false when it stops.
@@ -387,6 +387,13 @@ TEST_F(RadioUnitTest,
                 files.push_back(fetched.bytes);
             }
             EXPECT_NE(files[1], files[2]);  // every sweep has noise of its own
+
+            // A stopped unit's servers are gone, and their clients are told.
+            attach(nullptr, m_unit.rmcServer);
+            stopRadioUnit(m_unit);
+            EXPECT_FALSE(absent(OS_ATTACH_SIG));
+            PROCESS gone = 0;
+            EXPECT_FALSE(hunt("RU-1-link/RmcServer", 0, &gone, nullptr));
 
             // A second unit, whose power trigger never fires, until the sweep is stopped.
             config.ldn = "ManagedElement=1,Equipment=1,AuxPlugInUnit=RU-2";
