@@ -36,6 +36,12 @@ class SignalWriter {
         m_bytes.resize(m_bytes.size() + (value - text.size()), 0);
         return *this;
     }
+    /// A text and its NUL, padded with zeros to whole words.
+    SignalWriter& chars(const std::string& text) {
+        raw(text.c_str(), text.size() + 1);
+        m_bytes.resize((m_bytes.size() + 3) & ~std::size_t{3}, 0);
+        return *this;
+    }
     /// Cuts the signal to size bytes, or pads it with zeros.
     SignalWriter& size(std::size_t bytes) {
         m_bytes.resize(bytes, 0);

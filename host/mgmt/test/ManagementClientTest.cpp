@@ -98,6 +98,10 @@ TEST_F(ManagementClientTest, requests_carry_their_fields_and_every_confirm_kind_
          MAO_FRO_SET_REQ, ""},
         {"set refused", [&](ManagementClient& c) { return c.set(5, kFro, attrs, kWait); }, 1,
          kAttrErrorText, "no", MAO_FRO_SET_REQ, ""},
+        {"set zipped", [&](ManagementClient& c) {
+             return c.request({mgmt::Request::Kind::set, 5, kFro.froType, kFro.externalFroId,
+                               answerXml("a&lt;b"), true}, kWait);
+         }, 0, 0, "", MAO_FRO_SET_REQ, ""},
         {"delete", [&](ManagementClient& c) { return c.remove(5, kFro, kWait); }, 0, 0, "",
          MAO_FRO_DELETE_REQ, ""},
         {"get", [&](ManagementClient& c) { return c.get(5, kFro, {"info"}, kWait); }, 0, kAttrXml,
@@ -146,7 +150,8 @@ TEST_F(ManagementClientTest, requests_carry_their_fields_and_every_confirm_kind_
                                                           : kObjReqAttrCount;
                      EXPECT_EQ(r.word(typeAt), kFro.froType);
                      EXPECT_EQ(r.word(countAt), kRequestAttrCount);
-                     EXPECT_EQ(r.word(countAt + 4), kAttrXml);
+                     EXPECT_EQ(r.word(countAt + 4),
+                               std::string(c.what) == "set zipped" ? kAttrZippedXml : kAttrXml);
                      if (!create && !action) {
                          EXPECT_EQ(r.word(kObjReqExternalFroId), kFro.externalFroId);
                      }
@@ -177,6 +182,9 @@ TEST_F(ManagementClientTest, a_malformed_answer_is_an_error_and_the_client_goes_
                                  .stringAttr(kAttrXml, answerXml("v")).size(16 + 12 + 20).bytes()},
         {"length word past the end", SignalWriter(MAO_FRO_GET_CFM).word(9).word(0).word(1)
                                          .word(kAttrXml).half(1).half(0).word(4000).word(0x41414141).bytes()},
+        {"text longer than its length word", SignalWriter(MAO_FRO_GET_CFM).word(9).word(0).word(1)
+                                                 .word(kAttrXml).half(1).half(0).word(4)
+                                                 .chars(answerXml("v")).bytes()},
         {"zip that does not inflate", SignalWriter(MAO_FRO_GET_CFM).word(9).word(0).word(1)
                                           .stringAttr(kAttrZippedXml, "bm90IHppcA==").bytes()},
         {"attribute of a number type", SignalWriter(MAO_FRO_GET_CFM).word(9).word(0).word(1)
@@ -264,7 +272,7 @@ TEST_F(ManagementClientTest, initiate_subscribe_and_indications_reach_the_handle
                                             .word(1).word(kAttrXml).half(1).half(0).word(64).bytes());
                 reply.signals.push_back(SignalWriter(MAO_FRO_FAULT_CEASED_IND).word(1).word(type)
                                             .word(77).word(1).stringAttr(kAttrXml, paramXml).bytes());
-            } else {
+            } else if (r.number != MAO_FRO_ACTION) {
                 // An indication that overtakes the confirm is kept for later.
                 reply.signals.push_back(SignalWriter(MAO_FRO_PARAMETER_CHD_IND).word(2).word(7)
                                             .word(1).stringAttr(kAttrXml, paramXml).bytes());
@@ -308,6 +316,15 @@ TEST_F(ManagementClientTest, initiate_subscribe_and_indications_reach_the_handle
                 EXPECT_EQ(i.value("info"), "changed");
             }
             EXPECT_EQ(client.droppedSignals(), 1u);  // the malformed indication
+
+            // An action without confirm is sent, and nothing is waited for.
+            ASSERT_TRUE(client.action(0, kFro, "stopUlsaSampling", {}).ok());
+            client.get(5, kFro, {"info"}, kWait);  // orders the fake's records before the reads
+            const Received& action = fake.received().at(fake.received().size() - 2);
+            EXPECT_EQ(action.number, MAO_FRO_ACTION);
+            EXPECT_EQ(action.word(kActionReqFroType), kFro.froType);
+            EXPECT_NE(action.text(kActionReqFirstAttr).find("<action name=\"stopUlsaSampling\">"),
+                      std::string::npos);
 
             const Received& subscribe = fake.received().at(2);
             EXPECT_EQ(subscribe.number, MAOFRO_NOTIFY_SUBSCRIBE_REQ2);
