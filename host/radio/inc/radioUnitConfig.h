@@ -6,7 +6,7 @@
 // play the unit are made from it by startRadioUnit() (radioUnit.h).
 //
 // Units, as the unit's measurement interface uses them: frequencies and bandwidths
-// in kHz; powers in tenths of a dBm, as signed 32-bit words (-1100 is -110.0 dBm).
+// in kHz; trigger powers in whole dBm, as signed 32-bit words (-90 is -90 dBm).
 #ifndef HOST_RADIO_UNIT_CONFIG_H
 #define HOST_RADIO_UNIT_CONFIG_H
 
@@ -33,8 +33,8 @@ struct FrequencyRange {
 /// pass a level between these two.
 struct PowerTrigger {
     bool present = true;
-    int32_t minPower = -1300;  // 0.1 dBm
-    int32_t maxPower = -300;   // 0.1 dBm
+    int32_t minPower = -130;  // dBm
+    int32_t maxPower = -30;   // dBm
 };
 
 /// What one RF port can measure; ports are "A", "B", ... in order, port id 1, 2, ...

@@ -631,7 +631,8 @@ void RadioUnitState::clientEnded(PROCESS client) {
     for (auto it = m_rftConnections.begin(); it != m_rftConnections.end();) {
         it = it->second.client == client ? m_rftConnections.erase(it) : std::next(it);
     }
-    TRACE(m_trace, 4, "%s: client 0x%x ended, its connections dropped", m_prefix.c_str(), client);
+    TRACE(m_trace, 4, "%sRadioUnit: client 0x%x ended, its connections dropped", m_prefix.c_str(),
+          client);
 }
 
 }  // namespace hostradio

@@ -1,6 +1,7 @@
 // The simulated radio unit, spoken to as the load module's clients do: the test's
 // process finds the servers by name, connects, asks for capabilities, configures,
 // measures under the manual clock and fetches the result block by block.
+#include "LevelTraceCapture.h"
 #include "TimeLimit.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
@@ -42,7 +43,7 @@ RmciSamplingParameters goodParameters(uint32_t samplingType = 0) {
     if (samplingType == 2) {
         p.triggerIdentity = 1;
         p.triggerLength = 20;
-        p.powerLevel = static_cast<uint32_t>(-900);
+        p.powerLevel = static_cast<uint32_t>(-90);
     }
     return p;
 }
@@ -100,7 +101,15 @@ class RadioUnitTest : public ::testing::Test {
         }
         return none;
     }
-    static void sendTo(PROCESS to, union SIGNAL* signal) { send(&signal, to); }
+    // Requests go out from s_from when it is set: a client of another identity.
+    static void sendTo(PROCESS to, union SIGNAL* signal) {
+        if (s_from != 0) {
+            send_w_s(&signal, s_from, to);
+        } else {
+            send(&signal, to);
+        }
+    }
+    static inline PROCESS s_from = 0;
 
     template <class Layout>
     static union SIGNAL* request(SIGSELECT number, uint32_t connectionRef, Layout** out = nullptr) {
@@ -269,8 +278,8 @@ TEST_F(RadioUnitTest, a_measurement_goes_from_capabilities_to_a_checked_file) {
             EXPECT_EQ(0, std::memcmp(entry.ranges[0].words, expected, sizeof expected));
             ASSERT_EQ(entry.triggers.size(), 1u);
             EXPECT_EQ(entry.triggers[0].triggerIdentity, kRmciPowerTrigger);
-            EXPECT_EQ(static_cast<int32_t>(entry.triggers[0].firstValue), -1300);
-            EXPECT_EQ(static_cast<int32_t>(entry.triggers[0].secondValue), -300);
+            EXPECT_EQ(static_cast<int32_t>(entry.triggers[0].firstValue), -130);
+            EXPECT_EQ(static_cast<int32_t>(entry.triggers[0].secondValue), -30);
         }
 
         EXPECT_EQ(configure(rmc, goodParameters()), 0u);
@@ -341,7 +350,7 @@ TEST_F(RadioUnitTest, a_request_the_unit_cannot_do_is_rejected_with_its_cause) {
             {"trigger level too high",
              [](RmciSamplingParameters& p) {
                  p = goodParameters(2);
-                 p.powerLevel = static_cast<uint32_t>(-299);
+                 p.powerLevel = static_cast<uint32_t>(-29);
              },
              kCauseTrigger},
         };
@@ -511,7 +520,7 @@ TEST_F(RadioUnitTest, faults_are_injected_while_the_unit_runs) {
     });
 }
 
-TEST_F(RadioUnitTest, malformed_signals_are_refused_and_the_unit_goes_on) {
+TEST_F(RadioUnitTest, malformed_signals_are_refused_and_a_client_that_dies_is_forgotten) {
     run([this] {
         const uint32_t rmc = connect(m_unit.rmcServer, RMCI_CONN_ESTABLISH_REQ);
         const uint32_t rft = connect(m_unit.rftServer, RFTI_CONN_ESTABLISH_REQ);
@@ -539,6 +548,24 @@ TEST_F(RadioUnitTest, malformed_signals_are_refused_and_the_unit_goes_on) {
         get->dataFileRef = 12345;
         EXPECT_EQ(outcome(m_unit.rftServer, unknown), kCauseUnknownFile);
         EXPECT_EQ(configure(rmc, goodParameters()), 0u);  // still at work
+
+        // A client that dies while it measures: its connection and sweep go with it.
+        LevelTraceCapture trace({"radioUnit"});
+        OS_redir_entry toTest[1] = {{1, current_process()}};
+        s_from = create_process(OS_PHANTOM, "client", nullptr, 0, 0, 0, 0, toTest, 0, 0);
+        const uint32_t dying = connect(m_unit.rmcServer, RMCI_CONN_ESTABLISH_REQ);
+        EXPECT_EQ(configure(dying, goodParameters()), 0u);
+        EXPECT_EQ(measure(dying), 0u);
+        kill_proc(s_from);
+        ose_wait_idle(0, 2000);
+        char ended[96];
+        std::snprintf(ended, sizeof ended,
+                      "RU-1-link/RadioUnit: client 0x%x ended, its connections dropped", s_from);
+        s_from = 0;
+        EXPECT_TRUE(trace.has(4, ended));
+        ose_clock_advance(2000);
+        EXPECT_TRUE(quiet());
+        EXPECT_EQ(measure(rmc), 0u);
     });
 }
 
