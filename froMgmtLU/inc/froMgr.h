@@ -88,7 +88,7 @@ class froMgr : public listener::Subject {
     fRO* getFro(const std::string& ldn) const;
     std::weak_ptr<fRO> getFroWeak(const std::string& ldn) const;
     std::shared_ptr<fRO> getFroShared(const std::string& ldn) const;
-    /// By fRO type and external id (a walk comparing complete ids).
+    /// By fRO type and external id (the id index; the first in LDN order of equal ids).
     fRO* getFro(uint32_t froType, int32_t externalId) const;
     std::weak_ptr<fRO> getFroWeak(uint32_t froType, int32_t externalId) const;
     std::shared_ptr<fRO> getFroShared(uint32_t froType, int32_t externalId) const;

@@ -112,7 +112,7 @@ void fRO::connectToParent() {
 
 void fRO::disconnectFromParent() {
     // Handlers attached to nothing have nothing to undo: a transaction's shadow, or a
-    // fRO at the top. This spares them the walk over the store for their LDN.
+    // fRO at the top. This spares them the lookup of their LDN in the store.
     if (propagateHnd.getSubjects().empty() && aggregateHnd.getObservers().empty() &&
         aggregateHnd.getSubjects().empty()) {
         return;
