@@ -139,30 +139,30 @@ class ULSpectrumAnalyzerImpl : public RmciRftiClientHandlerOwner,
 
     RmciClientFactory m_rmciFactory;
     RftiClientFactory m_rftiFactory;
-    std::unique_ptr<RmciClientHandler> m_rmciClient;
-    std::unique_ptr<RftiClientHandler> m_rftiClient;
-    ActionResult m_actionResult;
-    uint32_t m_currentAction;
+    std::unique_ptr<RmciClientHandler> m_rmciClient;  // null when no run is on
+    std::unique_ptr<RftiClientHandler> m_rftiClient;  // null until the configuration is confirmed
+    ActionResult m_actionResult;                      // the answer under construction
+    uint32_t m_currentAction;                         // an Action value
     std::string m_ownLdn;
     std::string m_targetRadioUnit;
     std::string m_targetRfPort;
-    RmciSamplingParameters m_samplingParameters;
+    RmciSamplingParameters m_samplingParameters;  // what RMCI_CONFIG_REQ carries
     std::string m_username;
     std::string m_password;
     std::string m_ipAddress;
     std::string m_uploadDirectory;
     std::string m_triggerTimeOfDay;
-    uint32_t m_samplingInterval;
+    uint32_t m_samplingInterval;  // seconds
     uint32_t m_powerLevel;
-    FroCallbackIf* m_callback;  // not owned
-    uint32_t m_dataFileRef;
-    RftiGetCapabilitiesCfm m_rftiCapabilities;
-    uint8_t m_firstCapability[60];
-    bool m_actionAnswered;
-    bool m_ftpInProgress;
-    bool m_recovery;
-    bool m_stopAfterUpload;
-    bool m_stopped;
+    FroCallbackIf* m_callback;  // not owned; set from the first request of a run to its end
+    uint32_t m_dataFileRef;     // the result file the radio unit named last
+    RftiGetCapabilitiesCfm m_rftiCapabilities;  // its last word is the block size
+    uint8_t m_firstCapability[60];              // the head of the last capability reply
+    bool m_actionAnswered;                      // the action's answer has gone out
+    bool m_ftpInProgress;                       // a file of this object is being uploaded
+    bool m_recovery;         // the connection was lost and the run is coming back
+    bool m_stopAfterUpload;  // the total time of a continuous run is over
+    bool m_stopped;          // stopUlsaSampling has been confirmed
     TimeOfDaySource m_timeOfDay;
 };
 
