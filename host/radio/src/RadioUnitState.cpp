@@ -103,6 +103,10 @@ RadioUnitState::~RadioUnitState() {
 void RadioUnitState::handle(union SIGNAL* signal) {
     const PROCESS to = addressee(&signal);
     const PROCESS from = sender(&signal);
+    if (from == 0) {  // from a thread that is no process: there is no one to answer
+        TRACE(m_trace, 1, "%s: a signal from no process dropped", m_prefix.c_str());
+        return;
+    }
     if (to != m_rmc && to != m_rft) {
         handleOwn(signal, from);
         return;

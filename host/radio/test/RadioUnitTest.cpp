@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <thread>
 
 using namespace hostradio;
 
@@ -533,6 +534,11 @@ TEST_F(RadioUnitTest, malformed_signals_are_refused_and_a_client_that_dies_is_fo
         ack->seqNumber = 3;  // no transfer runs
         sendTo(m_unit.rftServer, stray);
         sendTo(m_unit.unit, alloc(4, RADIO_HOST_SET_FAULTS_REQ));
+        std::thread([this] {  // a thread that is no process, so no one to answer
+            union SIGNAL* anonymous = alloc(sizeof(RadioConnEstablishReq), RMCI_CONN_ESTABLISH_REQ);
+            send(&anonymous, m_unit.rmcServer);
+        })
+            .join();
         union SIGNAL* refused = next(RADIO_HOST_SET_FAULTS_CFM);
         ASSERT_NE(refused, nullptr);
         EXPECT_EQ(reinterpret_cast<uint32_t*>(refused)[1], 1u);
