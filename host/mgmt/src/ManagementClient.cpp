@@ -182,11 +182,17 @@ void ManagementClient::keep(union SIGNAL* signal) {
 
 union SIGNAL* ManagementClient::await(Wait& wait) {
     static const SIGSELECT anySignal[] = {0};
+    // Past the deadline the queue is only looked through, and only so far: signals
+    // that keep coming must not hold the call beyond its time.
+    constexpr unsigned kPollsPastDeadline = 256;
+    unsigned pollsPastDeadline = 0;
     for (;;) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             wait.deadline - Clock::now());
         const OSTIME timeout = left.count() > 0 ? static_cast<OSTIME>(left.count()) : 0;
-        union SIGNAL* signal = receive_w_tmo(timeout, anySignal);
+        union SIGNAL* signal = nullptr;
+        if (timeout > 0 || ++pollsPastDeadline <= kPollsPastDeadline)
+            signal = receive_w_tmo(timeout, anySignal);
         if (signal == nullptr) {
             if (Clock::now() < wait.deadline)
                 continue;  // woken early: wait out the rest
