@@ -1,6 +1,8 @@
 // TraniSignalDispatcher: the transaction server's indications to TraniGenericBase.
 #include "TraniSignalDispatcher.h"
 
+#include "MaoFroGenericBase.h"
+
 #include "SignalDistributorAPI.h"
 #include "TraniGenericBase.h"
 #include "tarvo_transaction.h"
@@ -94,6 +96,11 @@ void TraniSignalDispatcher::handleSignal(union SIGNAL** signal) {
             TRACE(signalTraceObject, 16, "Signalname: TARVO_TRANS_SERVER_DOWN_IND");
             if (traniHandler != nullptr) {
                 traniHandler->handleServerDown();
+            }
+            // Actions bound to the lost transactions are forgotten without a word, so
+            // that a new server that hands out the same ids never ends an old action.
+            if (maoFroHandler != nullptr) {
+                maoFroHandler->handleTraniServerDown();
             }
             TraniGenericBase::registeredTransactions.clear();
             const uint32_t attached = TarvoTransaction_serviceAttach_e();

@@ -160,6 +160,9 @@ uint32_t TarvoTransaction_serviceAttach_e() {
             if (number == TARVO_TRANS_ATTACH_CFM) {
                 return TARVO_TRANI_OK;
             }
+            // The server ended before it confirmed: find it anew rather than trust its
+            // block, whose supervisor may have ended with it (a restarted kernel).
+            foundServer = nullptr;
         }
         delay(kAttachRetryMs);
     }
