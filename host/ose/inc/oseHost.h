@@ -89,6 +89,30 @@ OSTIME ose_clock_now_ms(void);
  * or for a process that has ended or that this kernel does not know. */
 OSBOOLEAN ose_wait_idle(PROCESS pid, OSTIME realTimeoutMs);
 
+/* Links to other kernels (host/link). A hunt for "<link>/<name>" that no process
+ * answers is told to the hunt observer, whose link may then make a phantom of that
+ * name appear; signals sent to such a phantom go to its outlet. */
+
+/* Gets every signal sent to a link phantom, on the sending thread, with no kernel lock
+ * held: the signal's bytes (valid during the call only; the kernel frees the buffer
+ * afterwards), its size, its sender and the phantom it was sent to. */
+typedef void (*OseLinkOutlet)(void* context, const void* signal, OSBUFSIZE size, PROCESS from,
+                              PROCESS to);
+
+/* Creates a phantom that hands every signal sent to it to outlet. The context must stay
+ * valid while the kernel lives. Killing the phantom tells its attachers. */
+PROCESS ose_create_link_phantom(const char* name, OseLinkOutlet outlet, void* context);
+
+/* Called on the hunting thread, with no kernel lock held, whenever a hunt for a name with
+ * a '/' finds no process (with or without a hunt signal). */
+typedef void (*OseHuntObserver)(void* context, const char* name);
+
+/* Installs the kernel's one hunt observer (NULL: none). ose_shutdown() forgets it. */
+void ose_set_hunt_observer(OseHuntObserver observer, void* context);
+
+/* Calls visit for every name beginning with prefix that a hunt signal waits for. */
+void ose_waiting_hunts(const char* prefix, OseHuntObserver visit, void* context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -100,6 +100,7 @@ void Kernel::shutDownProcesses() {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         dropped = m_names.clear();
+        m_huntObserver = nullptr;
         std::vector<BufferHeader*> attaches = m_attaches.clear();
         dropped.insert(dropped.end(), attaches.begin(), attaches.end());
         m_finished.clear();
@@ -140,6 +141,11 @@ void Kernel::deliver(BufferHeader* h, PROCESS from, PROCESS to) {
             }
             break;  // the process ended while the signal was on its way
         }
+        if (p->outlet() != nullptr) {
+            // A link phantom: its link takes a copy, the buffer ends here.
+            p->outlet()(p->outletContext(), h->user(), h->size, from, dest);
+            break;
+        }
         if (next == 0 || next == dest) {
             break;
         }
@@ -176,6 +182,28 @@ PROCESS Kernel::createProcess(uint32_t type, const char* name, OSENTRYPOINT* ent
                                       redir, false);
     }
     return addProcess(std::move(p));
+}
+
+PROCESS Kernel::createLinkPhantom(const char* name, OseLinkOutlet outlet, void* context) {
+    std::shared_ptr<Process> p;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        p = std::make_shared<Process>(g_nextPid.fetch_add(1), name, OS_PHANTOM, 0, 0, nullptr,
+                                      nullptr, false);
+    }
+    p->setOutlet(outlet, context);
+    return addProcess(std::move(p));
+}
+
+void Kernel::setHuntObserver(OseHuntObserver observer, void* context) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_huntObserver = observer;
+    m_huntObserverContext = context;
+}
+
+std::vector<std::string> Kernel::huntedNames(const std::string& prefix) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_names.huntedNames(prefix);
 }
 
 Kernel::Start Kernel::start(Process& p) {
@@ -283,6 +311,8 @@ void Kernel::kill(Process& target, Process* caller) {
 
 bool Kernel::hunt(const char* name, Process* hunter, PROCESS& found, BufferHeader* signal) {
     const std::string key(name);
+    OseHuntObserver observer = nullptr;
+    void* observerContext = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         found = m_names.find(key);
@@ -290,6 +320,13 @@ bool Kernel::hunt(const char* name, Process* hunter, PROCESS& found, BufferHeade
             m_names.addHunt(key, hunter->pid(), signal);
             signal = nullptr;
         }
+        if (found == 0 && key.find('/') != std::string::npos) {
+            observer = m_huntObserver;
+            observerContext = m_huntObserverContext;
+        }
+    }
+    if (observer != nullptr) {
+        observer(observerContext, name);  // a link may make the name appear now
     }
     if (signal != nullptr) {
         if (found != 0 && hunter != nullptr) {

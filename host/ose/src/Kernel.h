@@ -66,6 +66,13 @@ class Kernel {
     /// Kills a process. A process thread that kills itself unwinds (ProcessKilled).
     void kill(Process& target, Process* caller);
 
+    /// Creates a phantom whose signals go to outlet; 0 if none can be made.
+    PROCESS createLinkPhantom(const char* name, OseLinkOutlet outlet, void* context);
+    /// Installs the observer of hunts for link paths that nothing answers.
+    void setHuntObserver(OseHuntObserver observer, void* context);
+    /// The names with that prefix that hunt signals wait for.
+    std::vector<std::string> huntedNames(const std::string& prefix) const;
+
     /// Finds a process by name; keeps the signal for a name that does not exist yet.
     bool hunt(const char* name, Process* hunter, PROCESS& found, BufferHeader* signal);
     /// Delivers signal to the attacher when target ends (now, if it has).
@@ -135,6 +142,8 @@ class Kernel {
     NameTable m_names;
     AttachTable m_attaches;
     bool m_shuttingDown = false;
+    OseHuntObserver m_huntObserver = nullptr;
+    void* m_huntObserverContext = nullptr;
 
     std::mutex m_joinMutex;  // one thread joins at a time
 

@@ -56,6 +56,16 @@ std::vector<BufferHeader*> NameTable::dropHuntsBy(PROCESS hunter) {
     return dropped;
 }
 
+std::vector<std::string> NameTable::huntedNames(const std::string& prefix) const {
+    std::vector<std::string> names;
+    for (const auto& entry : m_hunts) {
+        if (entry.first.compare(0, prefix.size(), prefix) == 0) {
+            names.push_back(entry.first);
+        }
+    }
+    return names;
+}
+
 std::vector<BufferHeader*> NameTable::clear() {
     std::vector<BufferHeader*> dropped;
     for (auto& entry : m_hunts) {

@@ -33,6 +33,8 @@ class NameTable {
     std::vector<PendingHunt> takeHunts(const std::string& name);
     /// Takes out the signals of the hunts a process made.
     std::vector<BufferHeader*> dropHuntsBy(PROCESS hunter);
+    /// The names that hunts wait for and that begin with prefix.
+    std::vector<std::string> huntedNames(const std::string& prefix) const;
     /// Forgets everything; returns the signals of the waiting hunts.
     std::vector<BufferHeader*> clear();
 

@@ -8,6 +8,7 @@
 #define OSE_PROCESS_H
 
 #include "SignalQueue.h"
+#include "oseHost.h"
 
 #include <atomic>
 #include <string>
@@ -64,6 +65,15 @@ class Process {
     /// process, or 0 (nowhere: it is freed).
     PROCESS route(SIGSELECT sigNo) const;
 
+    /// A link phantom's outlet: every signal sent to it is given to outlet on the
+    /// sending thread. Set once, before the process is published.
+    void setOutlet(OseLinkOutlet linkOutlet, void* context) {
+        m_outlet = linkOutlet;
+        m_outletContext = context;
+    }
+    OseLinkOutlet outlet() const { return m_outlet; }
+    void* outletContext() const { return m_outletContext; }
+
     // The thread of a started process; set by start() and joined by the kernel,
     // both under the kernel's lock discipline (never by two threads at once).
     std::thread thread;
@@ -82,6 +92,8 @@ class Process {
     // The redirection table, fixed at creation.
     PROCESS m_defaultRoute = 0;
     std::vector<OS_redir_entry> m_redirection;
+    OseLinkOutlet m_outlet = nullptr;
+    void* m_outletContext = nullptr;
 
     std::atomic<Life> m_life;
     std::atomic<bool> m_killRequested{false};

@@ -105,4 +105,32 @@ OSBOOLEAN ose_wait_idle(PROCESS pid, OSTIME realTimeoutMs) {
     return Kernel::get().waitIdle(pid, realTimeoutMs) ? 1 : 0;
 }
 
+PROCESS ose_create_link_phantom(const char* name, OseLinkOutlet outlet, void* context) {
+    if (name == nullptr || *name == '\0' || outlet == nullptr) {
+        kernelError("ose_create_link_phantom@oseHost.h", OSE_ERR_BAD_ARGUMENT,
+                    "a link phantom needs a name and an outlet");
+        return 0;
+    }
+    Kernel& k = Kernel::get();
+    const PROCESS pid = k.createLinkPhantom(name, outlet, context);
+    if (pid == 0 && !k.shuttingDown()) {
+        kernelError("ose_create_link_phantom@oseHost.h", OSE_ERR_BAD_ARGUMENT,
+                    "no process can be made now");
+    }
+    return pid;
+}
+
+void ose_set_hunt_observer(OseHuntObserver observer, void* context) {
+    Kernel::get().setHuntObserver(observer, context);
+}
+
+void ose_waiting_hunts(const char* prefix, OseHuntObserver visit, void* context) {
+    if (prefix == nullptr || visit == nullptr) {
+        return;
+    }
+    for (const std::string& name : Kernel::get().huntedNames(prefix)) {
+        visit(context, name.c_str());
+    }
+}
+
 }  // extern "C"

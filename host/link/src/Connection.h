@@ -1,0 +1,74 @@
+// Connection: the socket side of one link that is up.
+//
+// Reads frames on the end point's socket thread and gives them to the link's core;
+// writes frames from any thread. A write goes straight to the socket from the writer's
+// thread when nothing is waiting before it (no thread hop on the way out); what the
+// socket does not take at once waits in an outbox that the socket thread sends on when
+// the socket can take more. A heartbeat pings the peer and loses the link after a
+// silence of the configured time-out.
+#ifndef HOSTLINK_CONNECTION_H
+#define HOSTLINK_CONNECTION_H
+
+#include "FrameSink.h"
+#include "LinkEndpoint.h"
+
+#include <asio.hpp>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace hostlink {
+
+class LinkCore;
+
+using Socket = asio::generic::stream_protocol::socket;
+
+class Connection : public FrameSink, public std::enable_shared_from_this<Connection> {
+  public:
+    /// pingInterval: how often this side pings; timeout: the silence that loses the link.
+    Connection(Socket socket, LinkCore& core, std::chrono::milliseconds pingInterval,
+               std::chrono::milliseconds timeout, LinkLog log);
+
+    /// Socket thread: the link is up; frames flow from now on.
+    void start();
+    /// Socket thread: ends the link once, with the reason for the log.
+    void lose(const std::string& why);
+
+    bool write(wire::FrameType type, std::initializer_list<Part> parts) override;
+
+  private:
+    void readHeader();
+    void readPayload();
+    void frameArrived();
+    void heartbeat();
+    /// Socket thread: sends from the outbox when the socket can take more.
+    void awaitWritable();
+    /// From any thread: loses the link on the socket thread.
+    void loseLater(const std::string& why);
+
+    Socket m_socket;  // socket thread only
+    const int m_fd;   // for the writers' direct writes, valid while !m_closed
+    LinkCore& m_core;
+    const std::chrono::milliseconds m_pingInterval;
+    const std::chrono::milliseconds m_timeout;
+    const LinkLog m_log;
+
+    // Socket thread only.
+    asio::steady_timer m_timer;
+    std::chrono::steady_clock::time_point m_lastHeard;
+    wire::FrameHeader m_header{};
+    std::vector<uint8_t> m_payload;
+
+    std::mutex m_writeMutex;
+    // Guarded by m_writeMutex. Closing happens under it, so that no writer uses the
+    // descriptor after that.
+    bool m_closed = false;
+    std::vector<uint8_t> m_outbox;  // bytes the socket has not taken yet, in order
+};
+
+}  // namespace hostlink
+
+#endif  // HOSTLINK_CONNECTION_H
