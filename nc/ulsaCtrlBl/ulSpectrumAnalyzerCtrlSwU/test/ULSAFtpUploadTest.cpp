@@ -281,8 +281,10 @@ OS_PROCESS(fakeServiceMain) {
             std::lock_guard<std::mutex> guard(fakeLock);
             const unsigned char* bytes = reinterpret_cast<const unsigned char*>(signal);
             lastConnect.assign(bytes, bytes + sigsize(&signal));
-            answer = alloc(static_cast<OSBUFSIZE>(fakeReply.size()), 0);
-            std::memcpy(answer, fakeReply.data(), fakeReply.size());
+            if (!fakeReply.empty()) {  // empty: a service that hangs
+                answer = alloc(static_cast<OSBUFSIZE>(fakeReply.size()), 0);
+                std::memcpy(answer, fakeReply.data(), fakeReply.size());
+            }
         } else if (sigNo == OSA_RFAI_TERMINATE_SERVICE_REQ) {
             answer = alloc(4, OSA_RFAI_TERMINATE_SERVICE_CFM);
         }
@@ -350,6 +352,36 @@ TEST_F(UploadTest, repliesAreReadWithinTheirSizeAndRequestsKeepTheirLayout) {
             EXPECT_EQ(lastConnect[514], 0);
             EXPECT_EQ(lastConnect[535], 0);
             kill_proc(fake);
+        },
+        false);
+}
+
+TEST_F(UploadTest, aServiceThatEndsMidwayIsSearchedAgainAndTheUploadGoesOnWithTheNextOne) {
+    run(
+        [&] {
+            const std::string content = writeSample(kFolder + "/sample", 2000);
+            {
+                std::lock_guard<std::mutex> guard(fakeLock);
+                fakeReply.clear();
+                lastConnect.clear();
+            }
+            const PROCESS fake = create_process(OS_PRI_PROC, "fakeRfai", fakeServiceMain, 16384, 20,
+                                                0, 0, nullptr, 0, 0);
+            start(fake);
+            Upload upload("A", kPassword, m_ftp.address(), "again/sample", kFolder + "/sample");
+            upload.begin();
+            ASSERT_TRUE(runLoopUntil([&] {
+                std::lock_guard<std::mutex> guard(fakeLock);
+                return !lastConnect.empty();
+            }));
+            // The server ends (its attach fires and the name server withdraws it); the
+            // search starts again, once, and finds the next service.
+            kill_proc(fake);
+            hostftp::startFileTransferService();
+            ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
+            EXPECT_EQ(events, (std::vector<std::string>{"start A", "done A 1 Success"}));
+            EXPECT_EQ(ftptest::readFile(m_ftp.root() + "/again/sample"), content);
+            EXPECT_TRUE(m_trace->has(4, "Osa_Rfai_HuntInd(): already subscribed"));
         },
         false);
 }
