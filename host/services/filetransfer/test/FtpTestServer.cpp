@@ -75,6 +75,7 @@ FtpTestServer::~FtpTestServer() {
     if (!m_root.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(m_root, ignored);
+        std::filesystem::remove(m_root + ".log", ignored);
     }
 }
 
