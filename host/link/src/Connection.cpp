@@ -33,8 +33,9 @@ Connection::Connection(Socket socket, LinkCore& core, std::chrono::milliseconds 
 
 void Connection::start() {
     m_lastHeard = std::chrono::steady_clock::now();
+    m_in.resize(2 * (sizeof(wire::FrameHeader) + wire::kMaxPayload));
     m_core.begin(shared_from_this());
-    readHeader();
+    read();
     heartbeat();
 }
 
@@ -137,57 +138,61 @@ void Connection::awaitWritable() {
         });
 }
 
-void Connection::readHeader() {
-    asio::async_read(
-        m_socket, asio::buffer(&m_header, sizeof m_header),
+void Connection::read() {
+    if (m_inStart == m_inEnd) {
+        m_inStart = m_inEnd = 0;
+    } else if (m_in.size() - m_inEnd < sizeof(wire::FrameHeader) + wire::kMaxPayload) {
+        // Room for at least one whole frame behind what is kept.
+        std::memmove(m_in.data(), m_in.data() + m_inStart, m_inEnd - m_inStart);
+        m_inEnd -= m_inStart;
+        m_inStart = 0;
+    }
+    m_socket.async_read_some(
+        asio::buffer(m_in.data() + m_inEnd, m_in.size() - m_inEnd),
         [self = shared_from_this()](const asio::error_code& ec, std::size_t n) {
             if (ec) {
-                self->lose(n != 0                   ? "the peer closed in the middle of a frame"
+                self->lose(self->m_inStart != self->m_inEnd
+                               ? "the peer closed in the middle of a frame"
                            : ec == asio::error::eof ? "the peer closed the link"
                                                     : ec.message());
                 return;
             }
             self->m_lastHeard = std::chrono::steady_clock::now();
-            if (!knownType(self->m_header.type)) {
-                self->lose("a frame of unknown type " + std::to_string(self->m_header.type));
-                return;
+            self->m_inEnd += n;
+            if (self->takeFrames()) {
+                self->read();
             }
-            if (self->m_header.length > wire::kMaxPayload) {
-                self->lose("a frame of " + std::to_string(self->m_header.length) +
-                           " bytes, longer than any signal");
-                return;
-            }
-            self->readPayload();
         });
 }
 
-void Connection::readPayload() {
-    m_payload.resize(m_header.length);
-    if (m_header.length == 0) {
-        frameArrived();
-        return;
+bool Connection::takeFrames() {
+    for (;;) {
+        const std::size_t available = m_inEnd - m_inStart;
+        if (available < sizeof(wire::FrameHeader)) {
+            return true;
+        }
+        wire::FrameHeader header;
+        std::memcpy(&header, m_in.data() + m_inStart, sizeof header);
+        if (!knownType(header.type)) {
+            lose("the peer sent a frame of unknown type " + std::to_string(header.type));
+            return false;
+        }
+        if (header.length > wire::kMaxPayload) {
+            lose("the peer sent a frame of " + std::to_string(header.length) +
+                 " bytes, longer than any signal");
+            return false;
+        }
+        if (available < sizeof header + header.length) {
+            return true;
+        }
+        std::string why;
+        if (!m_core.onFrame(static_cast<wire::FrameType>(header.type),
+                            m_in.data() + m_inStart + sizeof header, header.length, why)) {
+            lose("the peer sent " + why);
+            return false;
+        }
+        m_inStart += sizeof header + header.length;
     }
-    asio::async_read(m_socket, asio::buffer(m_payload),
-                     [self = shared_from_this()](const asio::error_code& ec, std::size_t) {
-                         if (ec) {
-                             self->lose(ec == asio::error::eof
-                                            ? "the peer closed in the middle of a frame"
-                                            : ec.message());
-                             return;
-                         }
-                         self->m_lastHeard = std::chrono::steady_clock::now();
-                         self->frameArrived();
-                     });
-}
-
-void Connection::frameArrived() {
-    std::string why;
-    if (!m_core.onFrame(static_cast<wire::FrameType>(m_header.type), m_payload.data(),
-                        m_header.length, why)) {
-        lose("the peer sent " + why);
-        return;
-    }
-    readHeader();
 }
 
 void Connection::heartbeat() {

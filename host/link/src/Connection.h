@@ -40,9 +40,10 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     bool write(wire::FrameType type, std::initializer_list<Part> parts) override;
 
   private:
-    void readHeader();
-    void readPayload();
-    void frameArrived();
+    /// Reads what the socket has, as much as fits.
+    void read();
+    /// Hands on every whole frame read; false once the link is lost.
+    bool takeFrames();
     void heartbeat();
     /// Socket thread: sends from the outbox when the socket can take more.
     void awaitWritable();
@@ -59,8 +60,9 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     // Socket thread only.
     asio::steady_timer m_timer;
     std::chrono::steady_clock::time_point m_lastHeard;
-    wire::FrameHeader m_header{};
-    std::vector<uint8_t> m_payload;
+    std::vector<uint8_t> m_in;  // bytes read, from m_inStart to m_inEnd not handed on yet
+    std::size_t m_inStart = 0;
+    std::size_t m_inEnd = 0;
 
     std::mutex m_writeMutex;
     // Guarded by m_writeMutex. Closing happens under it, so that no writer uses the
