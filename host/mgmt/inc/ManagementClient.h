@@ -157,7 +157,8 @@ class ManagementClient {
     /// Finds the process that publishes serviceName at "ose_ns", waiting at most
     /// timeoutMs for the name server and for the publication, and supervises it.
     Sent connect(OSTIME timeoutMs, const std::string& serviceName = kDefaultServiceName);
-    /// Forgets the service; leaves the adopted process, if connect() adopted one.
+    /// Forgets the service; leaves the adopted process, if connect() adopted one. Only
+    /// on the client's own thread: elsewhere (also in the destructor) it does nothing.
     void close();
     /// The service's process; 0 when not connected.
     PROCESS service() const { return m_service; }
