@@ -217,6 +217,14 @@ void ULSAFtpHandlerImpl::handleSignal(union SIGNAL** signal) {
             break;
         case OSA_RFAI_SERVER_DOWN_IND:
         case OSA_RFAI_UNPUBLISH_IND:
+            if (proxy->serverPid == 0) {
+                // Told of a server that is no longer held: the name server tells every
+                // earlier search of the process when that search's provider goes.
+                FTP_TRACE(4, "%s without a server: dropped",
+                          sigNo == OSA_RFAI_UNPUBLISH_IND ? "OSA_RFAI_UNPUBLISH_IND"
+                                                          : "OSA_RFAI_SERVER_DOWN_IND");
+                break;
+            }
             handleProxySignal(proxy, *signal);
             if (terminated) {
                 // The session that was being ended is gone with its server: no
@@ -263,6 +271,11 @@ void ULSAFtpHandlerImpl::handleSignal(union SIGNAL** signal) {
             return;
         }
         case OSA_RFAI_TERMINATE_SERVICE_CFM: {
+            if (!terminated) {
+                // The answer to the terminate of a handler deleted before its end.
+                FTP_TRACE(4, "OSA_RFAI_TERMINATE_SERVICE_CFM not asked for: dropped");
+                break;
+            }
             handleProxySignal(proxy, *signal);
             free_buf(signal);
             const bool ok = success;

@@ -262,6 +262,7 @@ TEST_F(UploadTest, queuedUploadsRunOneAfterTheOtherInArrivalOrder) {
 std::mutex fakeLock;
 std::vector<unsigned char> fakeReply;    // guarded by fakeLock
 std::vector<unsigned char> lastConnect;  // guarded by fakeLock
+int fakeTerminates = 0;                  // guarded by fakeLock
 
 OS_PROCESS(fakeServiceMain) {
     static const SIGSELECT any[] = {0};
@@ -286,6 +287,8 @@ OS_PROCESS(fakeServiceMain) {
                 std::memcpy(answer, fakeReply.data(), fakeReply.size());
             }
         } else if (sigNo == OSA_RFAI_TERMINATE_SERVICE_REQ) {
+            std::lock_guard<std::mutex> guard(fakeLock);
+            ++fakeTerminates;
             answer = alloc(4, OSA_RFAI_TERMINATE_SERVICE_CFM);
         }
         free_buf(&signal);
@@ -356,7 +359,7 @@ TEST_F(UploadTest, repliesAreReadWithinTheirSizeAndRequestsKeepTheirLayout) {
         false);
 }
 
-TEST_F(UploadTest, aServiceThatEndsMidwayIsSearchedAgainAndTheUploadGoesOnWithTheNextOne) {
+TEST_F(UploadTest, aSessionLeftMidwayIsTerminatedAndALostServiceIsSearchedAgain) {
     run(
         [&] {
             const std::string content = writeSample(kFolder + "/sample", 2000);
@@ -368,20 +371,38 @@ TEST_F(UploadTest, aServiceThatEndsMidwayIsSearchedAgainAndTheUploadGoesOnWithTh
             const PROCESS fake = create_process(OS_PRI_PROC, "fakeRfai", fakeServiceMain, 16384, 20,
                                                 0, 0, nullptr, 0, 0);
             start(fake);
+            // A handler deleted while it waits still ends its session.
+            {
+                Upload dropped("D", kPassword, m_ftp.address(), "x", kFolder + "/sample");
+                dropped.begin();
+                ASSERT_TRUE(runLoopUntil([&] {
+                    std::lock_guard<std::mutex> guard(fakeLock);
+                    return !lastConnect.empty();
+                }));
+                std::lock_guard<std::mutex> guard(fakeLock);
+                lastConnect.clear();
+                fakeTerminates = 0;
+            }
+            ASSERT_TRUE(runLoopUntil([&] {
+                std::lock_guard<std::mutex> guard(fakeLock);
+                return fakeTerminates == 1;
+            }));
+            events.clear();
+            Upload::idle = true;
+
             Upload upload("A", kPassword, m_ftp.address(), "again/sample", kFolder + "/sample");
             upload.begin();
             ASSERT_TRUE(runLoopUntil([&] {
                 std::lock_guard<std::mutex> guard(fakeLock);
                 return !lastConnect.empty();
             }));
-            // The server ends (its attach fires and the name server withdraws it); the
-            // search starts again, once, and finds the next service.
+            // The server ends: its attach fires first, the search starts again, once,
+            // and finds the next service.
             kill_proc(fake);
             hostftp::startFileTransferService();
             ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
             EXPECT_EQ(events, (std::vector<std::string>{"start A", "done A 1 Success"}));
             EXPECT_EQ(ftptest::readFile(m_ftp.root() + "/again/sample"), content);
-            EXPECT_TRUE(m_trace->has(4, "Osa_Rfai_HuntInd(): already subscribed"));
         },
         false);
 }
