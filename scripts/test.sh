@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
-# All tests: installs what is missing, builds, runs the suite, then runs it again
-# built with the address and undefined-behaviour sanitizers.
+# All tests: installs what is missing, builds, runs the suite, builds the whole tree
+# once more in release mode, then runs the suite again built with the address and
+# undefined-behaviour sanitizers.
 #   ULSA_STRESS=1   also runs the slow stress tests (label "stress")
+#   ULSA_NO_RELEASE=1   skips the release build
 #   ULSA_NO_SANITIZE=1   skips the sanitizer build
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,6 +14,13 @@ exclude=(-LE stress)
 
 bash scripts/build.sh build
 (cd build && ctest --output-on-failure -j "$(nproc)" "${exclude[@]}")
+
+# Release (-O3) inlines deeper and so warns where the other builds do not; warnings
+# are errors in every build type. Built only, every target with the benchmarks, in
+# the folder that scripts/bench.sh uses, so that a later benchmark run starts warm.
+if [ "${ULSA_NO_RELEASE:-0}" != 1 ]; then
+  bash scripts/build.sh build-bench -DCMAKE_BUILD_TYPE=Release
+fi
 
 if [ "${ULSA_NO_SANITIZE:-0}" != 1 ]; then
   bash scripts/build.sh build-asan -DULSA_SANITIZE=address,undefined -DULSA_BENCH=OFF
