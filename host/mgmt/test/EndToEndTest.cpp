@@ -109,6 +109,7 @@ class EndToEnd : public ::testing::Test {
         ulsanode::BootedNode node;
         std::string problem;
         ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
+        options.managerFactory = nullptr;  // the main process holds the only copy now
         struct StopAtEnd {
             ~StopAtEnd() { ulsanode::stopNode(); }  // also when an assertion returns early
         } stopAtEnd;

@@ -26,6 +26,9 @@ struct NodeBootOptions {
     /// An ODBC connection string; empty: the SQLite file "rtrdb.sqlite" in stateDir.
     std::string dbConnect;
     /// The manager factory of the load module's application; empty keeps its own.
+    /// startNode copies it into the main process, where the copy ends with the
+    /// application; a caller whose factory owns the manager drops its own copy after
+    /// startNode, so that the manager ends there too, while the kernel still stands.
     ULSpectrumAnalyzerApplication::ManagerFactory managerFactory;
 };
 
