@@ -23,6 +23,10 @@ bool parseNodeOptions(int argc, char** argv, NodeOptions& options, std::string& 
             options.stateDir = argv[++i];
         } else if (arg == "--db" && hasValue) {
             options.dbConnect = argv[++i];
+        } else if (arg == "--link" && hasValue) {
+            options.linkPath = argv[++i];
+        } else if (arg == "--network-dn" && hasValue) {
+            options.networkDn = argv[++i];
         } else {
             problem = "unknown or incomplete argument: " + arg;
             return false;
@@ -32,10 +36,16 @@ bool parseNodeOptions(int argc, char** argv, NodeOptions& options, std::string& 
 }
 
 const char* nodeUsage() {
-    return "usage: ulsa-node [--seconds N] [--state DIR] [--db CONNECT]\n"
+    return "usage: ulsa-node [--seconds N] [--state DIR] [--db CONNECT] [--link PATH]\n"
+           "                 [--network-dn DN]\n"
            "  --seconds N  run N seconds, then stop (default: until Ctrl-C)\n"
            "  --state DIR  the node's state folder (default .state/node)\n"
            "  --db CONNECT an ODBC connection string for the node's database\n"
            "               (default: SQLite file rtrdb.sqlite in the state folder)\n"
+           "  --link PATH  the Unix socket where ulsactl and ulsa-radio link to the node\n"
+           "               (default: link in the state folder)\n"
+           "  --network-dn DN  the node's name in its network, before its own LDNs\n"
+           "               (default SubNetwork=1,MeContext=node1)\n"
+           "The node's disk \"/d\" is the folder d in the state folder.\n"
            "environment: ULSA_TRACE (masks, e.g. 'ulsa*=0-16,Ft_*=13'), ULSA_TRACE_FILE\n";
 }

@@ -9,6 +9,8 @@ struct NodeOptions {
     unsigned seconds = 0;              // 0: run until SIGINT or SIGTERM
     std::string stateDir = ".state/node";  // the node's database and files
     std::string dbConnect;                 // an ODBC connection string; empty: SQLite in stateDir
+    std::string linkPath;                  // where other programs link; empty: stateDir + "/link"
+    std::string networkDn = "SubNetwork=1,MeContext=node1";  // the node's name in its network
 };
 
 /// Reads the arguments; false with a one-line reason for anything it does not know.

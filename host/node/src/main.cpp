@@ -1,8 +1,12 @@
 // ulsa-node: one Linux process that is a node: it boots the kernel, the platform's
 // services and the load module, and runs until it is told to stop (SIGINT, SIGTERM)
 // or for a given number of seconds.
+#include "LinkEndpoint.h"
 #include "NodeBoot.h"
 #include "NodeOptions.h"
+#include "attrReadService.h"
+#include "fileTransferService.h"
+#include "hostDisk.h"
 
 #include <csignal>
 #include <cstdio>
@@ -51,11 +55,32 @@ int main(int argc, char** argv) {
     ulsanode::NodeBootOptions boot;
     boot.stateDir = options.stateDir;
     boot.dbConnect = options.dbConnect;
+    if (!hostdisk::setDiskRoot(options.stateDir, problem)) {
+        std::fprintf(stderr, "ulsa-node: %s\n", problem.c_str());
+        return 1;
+    }
     ulsanode::BootedNode node;
     if (!ulsanode::startNode(boot, node, problem)) {
         std::fprintf(stderr, "ulsa-node: %s\n", problem.c_str());
         return 1;
     }
+    // The platform services a sampling run needs beside the boot's, and the end point
+    // where ulsactl and ulsa-radio (its radio units, by their dcControllerName) link in.
+    hostftp::startFileTransferService();
+    hostima::AttrReadConfig attributes;
+    attributes.attributes = hostima::nodeAttributes(options.networkDn);
+    hostima::startAttrReadService(attributes);
+    hostlink::LinkEndpoint links;
+    hostlink::ListenConfig where;
+    where.unixPath = options.linkPath.empty() ? options.stateDir + "/link" : options.linkPath;
+    if (std::string why = links.listen(where); !why.empty()) {
+        std::fprintf(stderr, "ulsa-node: cannot listen for links at %s: %s\n",
+                     where.unixPath.c_str(), why.c_str());
+        links.close();
+        ulsanode::stopNode();
+        return 1;
+    }
+    std::fprintf(stderr, "ulsa-node: links at %s\n", where.unixPath.c_str());
     std::fprintf(stderr, "ulsa-node: database %s\n", node.database.c_str());
     std::fprintf(stderr, "ulsa-node: load module started (entry process 0x%x)%s\n", node.entry,
                  options.seconds ? "" : "; stop with Ctrl-C");
@@ -63,6 +88,7 @@ int main(int argc, char** argv) {
     waitForStop(stopSignals, options.seconds);
 
     std::fprintf(stderr, "ulsa-node: stopping\n");
+    links.close();
     ulsanode::stopNode();
     return 0;
 }
