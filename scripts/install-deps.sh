@@ -9,7 +9,7 @@ packages=(
   libtinyxml-dev zlib1g-dev
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql postgresql
   libcurl4-openssl-dev python3-pyftpdlib python3
-  libasio-dev
+  libasio-dev gnuplot-nox
 )
 
 missing=()
