@@ -97,9 +97,11 @@ class ImaFacade : public ImaAPI, public SignalSubscriber {
     std::shared_ptr<ServiceCallback> serviceFoundCallback;
     std::shared_ptr<ServiceCallback> serviceLostCallback;
     // Ours: the attach to serverPid, taken back when another server is found or the
-    // facade ends; whether the name-server subscription stands; whether init() has run,
-    // so that a second call changes nothing.
+    // facade ends; the server whose end the attach told, which is never taken again;
+    // whether the name-server subscription stands; whether init() has run, so that a
+    // second call changes nothing.
     OSATTREF attachRef = 0;
+    PROCESS endedServerPid = 0;
     bool subscribed = false;
     bool initialised = false;
 };

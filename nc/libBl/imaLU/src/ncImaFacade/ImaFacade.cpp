@@ -155,6 +155,12 @@ void ImaFacade::unsubscribeToServer() {
 }
 
 void ImaFacade::serverFound(PROCESS pid) {
+    if (pid == endedServerPid) {
+        // The name-server client still names the provider that it knew when the
+        // subscription was made anew; it tells of the next one when there is one.
+        IMA_TRACE(4, "Omf Ima Server 0x%x has ended: waiting for the next one", pid);
+        return;
+    }
     IMA_TRACE(8, "Omf Ima Server published");
     if (attachRef != 0) {
         // Another provider than the one we had: only the new one is supervised.
@@ -183,6 +189,7 @@ void ImaFacade::serverDied(PROCESS from) {
     IMA_TRACE(8, "Omf Ima Server 0x%x has ended", from);
     attachRef = 0;
     serverPid = 0;
+    endedServerPid = from;
     // Reads under way stay in clients: they are not repeated, and not answered.
     subscribeToServer();
 }
