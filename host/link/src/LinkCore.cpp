@@ -90,6 +90,18 @@ bool processName(PROCESS pid, char* name, std::size_t size) {
     return pid != 0 && ose_process_name(pid, name, size) != 0;
 }
 
+bool ofThisKernel(PROCESS pid) {
+    char name[1];
+    return processName(pid, name, sizeof name);
+}
+
+// Kills a process of this kernel; one of a kernel shut down since is gone already.
+void end(PROCESS pid) {
+    if (ofThisKernel(pid)) {
+        kill_proc(pid);
+    }
+}
+
 }  // namespace
 
 LinkCore::LinkCore(std::string name) : m_name(std::move(name)) {}
@@ -137,11 +149,9 @@ void LinkCore::lost() {
     }
     // The link's process takes its hunts and attaches for the peer with it.
     const PROCESS process = m_process.exchange(0);
-    if (process != 0) {
-        kill_proc(process);
-    }
+    end(process);
     for (const auto& entry : m_imports) {
-        kill_proc(entry.second->phantom);  // its attachers are told
+        end(entry.second->phantom);  // its attachers are told
     }
     m_imports.clear();
 }
@@ -181,9 +191,7 @@ bool LinkCore::onFrame(wire::FrameType type, const uint8_t* payload, uint32_t le
                 why = "a hunt for a malformed name";
                 return false;
             }
-            union SIGNAL* s =
-                nameSignal(kHuntCommand, reinterpret_cast<const char*>(payload), length);
-            send(&s, m_process.load());
+            toProcess(nameSignal(kHuntCommand, reinterpret_cast<const char*>(payload), length));
             return true;
         }
         case wire::FrameType::HuntFound:
@@ -230,7 +238,7 @@ bool LinkCore::onFrame(wire::FrameType type, const uint8_t* payload, uint32_t le
             std::memcpy(&pid, payload, sizeof pid);
             auto it = m_imports.find(pid);
             if (it != m_imports.end()) {
-                kill_proc(it->second->phantom);
+                end(it->second->phantom);
                 m_imports.erase(it);
             }
             return true;
@@ -246,6 +254,9 @@ void LinkCore::deliverSignal(PROCESS from, PROCESS to, const uint8_t* bytes, uin
         if (m_known.count(to) == 0) {
             return;  // ended (the peer has not heard yet), or never made known
         }
+    }
+    if (!ofThisKernel(to)) {
+        return;  // the kernel was shut down under the link
     }
     SIGSELECT sigNo;
     std::memcpy(&sigNo, bytes, sizeof sigNo);
@@ -298,7 +309,16 @@ void LinkCore::forward(uint32_t remote, const void* signal, uint32_t size, uint3
     if (announced) {
         union SIGNAL* s = alloc(sizeof(PidSig), kWatchCommand);
         s->pid.pid = from;
-        send(&s, m_process.load());
+        toProcess(s);
+    }
+}
+
+void LinkCore::toProcess(union SIGNAL* s) {
+    const PROCESS process = m_process.load();  // 0 once lost, or the link's (maybe dead) process
+    if (ofThisKernel(process)) {
+        send(&s, process);
+    } else {
+        free_buf(&s);
     }
 }
 

@@ -23,6 +23,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+union SIGNAL;
+
 namespace hostlink {
 
 class LinkCore {
@@ -61,6 +63,8 @@ class LinkCore {
     void import(uint32_t remote, const std::string& name);
     /// Socket thread: a signal from the phantom from (0: nobody) to the process to here.
     void deliverSignal(uint32_t from, uint32_t to, const uint8_t* bytes, uint32_t size);
+    /// Sends a signal of its own to the link's process, if it is still there.
+    void toProcess(union SIGNAL* s);
     /// Link process: the peer knows pid now; its end is to be told.
     void watch(uint32_t pid);
     static void outlet(void* context, const void* signal, uint32_t size, uint32_t from,

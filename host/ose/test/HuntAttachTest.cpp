@@ -181,4 +181,57 @@ TEST_F(HuntAttachTest, phantomsForwardByTheirTableAndKeepSenderAndAddressee) {
     expectError("create_process@ose.h", OSE_ERR_BAD_ARGUMENT);
 }
 
+// What a link relies on: hunts for paths are observed, the names they wait for can be
+// listed, and a link phantom hands each signal to its outlet, dies like a process.
+struct Handed {
+    std::vector<std::string> observed;
+    std::vector<std::string> waiting;
+    uint32_t value = 0;
+    OSBUFSIZE size = 0;
+    PROCESS from = 0;
+    PROCESS to = 0;
+};
+
+TEST_F(HuntAttachTest, huntsForPathsAreObservedAndLinkPhantomsHandSignalsToTheirOutlet) {
+    static Handed handed;
+    handed = Handed{};
+    ose_set_hunt_observer([](void*, const char* name) { handed.observed.push_back(name); },
+                          nullptr);
+    PROCESS found = 0;
+    EXPECT_FALSE(hunt("plain", 0, &found, nullptr));
+    EXPECT_FALSE(hunt("far/away", 0, &found, nullptr));
+    union SIGNAL* s = makeSig(kHuntSig, 7);
+    EXPECT_FALSE(hunt("far/server", 0, &found, &s));
+    EXPECT_EQ(handed.observed, (std::vector<std::string>{"far/away", "far/server"}));
+    ose_waiting_hunts(
+        "far/", [](void*, const char* name) { handed.waiting.push_back(name); }, nullptr);
+    EXPECT_EQ(handed.waiting, std::vector<std::string>{"far/server"});
+
+    const PROCESS link = ose_create_link_phantom(
+        "far/server",
+        [](void*, const void* sig, OSBUFSIZE size, PROCESS from, PROCESS to) {
+            handed.value = static_cast<const TestSig*>(sig)->value;
+            handed.size = size;
+            handed.from = from;
+            handed.to = to;
+        },
+        nullptr);
+    expectFrom(kHuntSig, link, 7);
+    s = makeSig(kDataSig, 42);
+    send(&s, link);
+    EXPECT_EQ(handed.value, 42u);
+    EXPECT_EQ(handed.size, sizeof(TestSig));
+    EXPECT_EQ(handed.from, me);
+    EXPECT_EQ(handed.to, link);
+
+    s = makeSig(kAttachSig);
+    attach(&s, link);
+    kill_proc(link);
+    expectFrom(kAttachSig, link);
+    handed.value = 0;
+    s = makeSig(kDataSig, 43);
+    send(&s, link);
+    EXPECT_EQ(handed.value, 0u) << "a killed link phantom still hands signals on";
+}
+
 }  // namespace
