@@ -33,8 +33,14 @@ const std::string kFdn = "fullDistinguishedName";
 
 class Recorder : public ImaClient {
   public:
-    void readCfm(const ImaMoAttributes& attributes) override { answers.push_back(attributes); }
+    void readCfm(const ImaMoAttributes& attributes) override {
+        answers.push_back(attributes);
+        if (endsFacade) {
+            ImaFacade::destroyInstance();  // as a client whose owner ends with the answer
+        }
+    }
     std::vector<ImaMoAttributes> answers;
+    bool endsFacade = false;
 };
 
 void deliver(union SIGNAL* signal) {
@@ -142,7 +148,8 @@ TEST_F(ImaFacadeTest, readsWaitForTheServiceAndGetTheNodesData) {
 
 TEST_F(ImaFacadeTest, aReadTheEndedServiceTookIsLostAndTheNextServiceIsFound) {
     run([&] {
-        Recorder lost, later;
+        Recorder lost, later, afresh;
+        later.endsFacade = true;
         const PROCESS service = hostima::startAttrReadService();
         ImaFacade::getInstance();
         ASSERT_TRUE(loopUntil([&] { return traced(8, "Attaching to Omf Ima Server") == 1; }));
@@ -169,6 +176,10 @@ TEST_F(ImaFacadeTest, aReadTheEndedServiceTookIsLostAndTheNextServiceIsFound) {
         ASSERT_TRUE(loopUntil([&] { return !later.answers.empty(); }));
         EXPECT_EQ(later.answers[0], (ImaMoAttributes{{kEsf, {{kFdn, "again"}}}}));
         EXPECT_TRUE(lost.answers.empty());
+        // The client ended the facade from its answer; a new one finds the service.
+        ImaFacade::getInstance()->read(&afresh, {kEsf});
+        ASSERT_TRUE(loopUntil([&] { return !afresh.answers.empty(); }));
+        EXPECT_EQ(afresh.answers[0], later.answers[0]);
     });
 }
 
