@@ -6,6 +6,7 @@
 // Exit codes: 0 success, 1 the node refused (its text on stderr) or could not be
 // reached, 2 wrong usage.
 #include "CommandLine.h"
+#include "FtpListing.h"
 #include "ManagementClient.h"
 #include "NodeLink.h"
 #include "Plot.h"
@@ -540,6 +541,11 @@ int doStart(const Arguments& args) {
     if (wait && !client.subscribe(kAnalyzerFroType).ok())
         throw Failure{"cannot subscribe to the analyzer's indications"};
     const std::map<std::string, long long> before = sampleFiles(node.stateDir());
+    std::set<std::string> onServerBefore;
+    std::string why;
+    if (wait)
+        ulsactl::listFtpDirectory(ftp.address, ftp.username, ftp.password, ftp.directory,
+                                  node.timeout(), onServerBefore, why);
     const mgmt::Confirm answer =
         client.actionWithConfirm(0, fro, "startUlsaSampling", parameters, node.timeout());
     NodeConnection::check(answer, "startUlsaSampling");
@@ -553,12 +559,11 @@ int doStart(const Arguments& args) {
     // Follow the run: its indications, and the file growing block by block on the
     // node's disk, until the run ends.
     std::map<std::string, long long> seen;
-    std::string lastFile;
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::seconds(samplingTimeout + 30);
     bool done = false;
     while (!done && !g_interrupted) {
-        client.dispatchIndications(100);
+        client.dispatchIndications(20);
         for (const auto& [name, size] : sampleFiles(node.stateDir())) {
             if (before.count(name) != 0 && before.at(name) == size)
                 continue;
@@ -566,7 +571,6 @@ int doStart(const Arguments& args) {
                 std::printf("receiving %s: %lld bytes\n", name.c_str(), size);
                 std::fflush(stdout);
                 seen[name] = size;
-                lastFile = name;
             }
         }
         if (client.service() == 0)
@@ -582,10 +586,22 @@ int doStart(const Arguments& args) {
     if (status != "2")
         throw Failure{"the run did not end within " + std::to_string(samplingTimeout + 30) + " s"};
     std::string where = "ftp://" + ftp.address + "/" + ftp.directory;
-    if (!where.empty() && where.back() != '/')
+    if (where.back() != '/')
         where += "/";
-    std::printf("file on the server: %s%s\n", where.c_str(),
-                lastFile.empty() ? "(its name was not seen on the node's disk)" : lastFile.c_str());
+    // The server's own listing says which file the run left there.
+    std::set<std::string> onServer;
+    if (!ulsactl::listFtpDirectory(ftp.address, ftp.username, ftp.password, ftp.directory,
+                                   node.timeout(), onServer, why))
+        throw Failure{"the run ended well, but " + where + " cannot be listed: " + why};
+    bool any = false;
+    for (const std::string& name : onServer) {
+        if (onServerBefore.count(name) == 0) {
+            std::printf("file on the server: %s%s\n", where.c_str(), name.c_str());
+            any = true;
+        }
+    }
+    if (!any)
+        throw Failure{"the run ended well, but no new file is in " + where};
     return kExitOk;
 }
 
