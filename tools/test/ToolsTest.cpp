@@ -104,18 +104,13 @@ TEST(Tools, no_node_or_a_silent_one_is_exit_code_1_within_seconds) {
     });
 }
 
-// ulsa-node in a state folder of the test's, stopped at the end of the test.
-class Node {
+// A program of the test's (ulsa-node, ulsa-radio), ended by SIGTERM at the end of the test.
+class Program {
   public:
-    explicit Node(const std::string& state) : m_state(state) {
-        m_pid = spawn({ULSA_NODE_PATH, "--state", state}, state + "/node.out",
-                      state + "/node.err");
-        const auto deadline = Clock::now() + std::chrono::seconds(20);
-        struct stat info {};
-        while (stat((state + "/link").c_str(), &info) != 0 && Clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    Program(const std::vector<std::string>& argv, const std::string& logs) {
+        m_pid = spawn(argv, logs + ".out", logs + ".err");
     }
-    ~Node() {
+    ~Program() {
         kill(m_pid, SIGTERM);
         int status = 0;
         const auto deadline = Clock::now() + std::chrono::seconds(10);
@@ -130,11 +125,21 @@ class Node {
     }
 
   private:
-    std::string m_state;
     pid_t m_pid = -1;
 };
 
-TEST(Tools, create_get_and_delete_an_analyzer_on_a_running_node) {
+// ulsa-node in a state folder of the test's, once it listens for links.
+struct Node : Program {
+    explicit Node(const std::string& state)
+        : Program({ULSA_NODE_PATH, "--state", state}, state + "/node") {
+        const auto deadline = Clock::now() + std::chrono::seconds(20);
+        struct stat info {};
+        while (stat((state + "/link").c_str(), &info) != 0 && Clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+};
+
+TEST(Tools, create_get_ask_a_radio_unit_and_delete_on_a_running_node) {
     runWithTimeLimit(kLimit, [] {
         TempFolder state;
         TempFolder scratch;
@@ -159,6 +164,21 @@ TEST(Tools, create_get_and_delete_an_analyzer_on_a_running_node) {
                      scratch.path());
         EXPECT_EQ(result.code, 1);
         EXPECT_NE(result.err.find("Invalid action parameter(s)"), std::string::npos) << result.err;
+
+        // A radio unit of ulsa-radio, reached through its link and its status service
+        // published at the node.
+        Program radio({ULSA_RADIO_PATH, "--state", state.path(), "--ports", "2"},
+                      scratch.path() + "/radio");
+        for (int attempt = 0; attempt < 50; ++attempt) {
+            result = run(at({"capability"}), scratch.path());
+            if (result.code == 0)
+                break;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        EXPECT_EQ(result.code, 0) << result.err;
+        EXPECT_NE(result.out.find("carrierRfPort2 = 2\nnumSpectrumTypes2 = 1\n"), std::string::npos)
+            << result.out;
+        EXPECT_NE(result.out.find("maxNumSamplings1 = 4096\n"), std::string::npos) << result.out;
 
         result = run(at({"delete"}), scratch.path());
         ASSERT_EQ(result.code, 0) << result.err;
