@@ -1,7 +1,8 @@
-// The client factories of this build. RmciClientHandlerImpl and RftiClientHandlerImpl
-// are not part of it yet: until they are, the factories say so and give no client, and
-// the analyzer fails the action that needed one.
+// The client factories of this build. RmciClientHandlerImpl is not part of it yet:
+// until it is, its factory says so and gives no client, and the analyzer fails the
+// action that needed one.
 #include "RftiClientHandler.h"
+#include "RftiClientHandlerImpl.h"
 #include "RmciClientHandler.h"
 #include "ulsaCtrlTrace.h"
 
@@ -10,7 +11,6 @@ RmciClientHandler* defaultRmciClientFactory(RmciRftiClientHandlerOwner* /*owner*
     return nullptr;
 }
 
-RftiClientHandler* defaultRftiClientFactory(RmciRftiClientHandlerOwner* /*owner*/) {
-    ULSA_TRACE(1, "RftiClientHandlerImpl is not part of this build");
-    return nullptr;
+RftiClientHandler* defaultRftiClientFactory(RmciRftiClientHandlerOwner* owner) {
+    return new RftiClientHandlerImpl(owner);
 }
