@@ -9,6 +9,7 @@
 #include "froMgmtTrace.h"
 #include "froMgr.h"
 
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -173,9 +174,27 @@ std::string transMgr::getTransState(const fRO* fro) {
     return fro->getStringAttrValue(kTransState);
 }
 
+// A shadow in CREATE is born with the attributes its class declares, at their defaults.
+// A request's value for one of them takes the default's place, in the declared type, so
+// that the committed fRO holds what the database row holds; any other attribute is
+// added. The first value of a name counts, and "TransState" stays the transaction's.
 void transMgr::addfROAttributes(fRO& fro, const Attributes& attributes) {
+    std::set<std::string> given;
     for (const Attribute& attribute : attributes) {
-        fro.addAttribute(attribute.name, attribute.value, attribute.type);
+        if (!given.insert(attribute.name).second || attribute.name == kTransState) {
+            continue;
+        }
+        const std::string declaredType = fro.getAttrType(attribute.name);
+        if (declaredType.empty()) {
+            fro.addAttribute(attribute.name, attribute.value, attribute.type);
+            continue;
+        }
+        if (declaredType != attribute.type) {
+            TRACE(*trace, 8, "Attribute %s is declared as %s, its value given as %s is kept as %s",
+                  attribute.name.c_str(), declaredType.c_str(), attribute.type.c_str(),
+                  declaredType.c_str());
+        }
+        fro.setAttrValue(attribute.name, attribute.value);
     }
 }
 
