@@ -48,6 +48,8 @@ class DbiAPI : public SignalSubscriber {
     virtual bool retrieveFROs(const std::vector<uint32_t>& froTypes,
                               std::vector<FroInfo>& froInfos) = 0;
     /// Hands the insert of one fRO's row to the transaction; creates its tables at once.
+    /// The row holds every attribute the fRO's class declares, at its default where
+    /// `attributes` gives no value.
     virtual bool saveFRO(uint32_t transactionId, uint32_t froId, uint32_t froType,
                          const std::string& ldn, const Attributes& attributes) = 0;
     /// Hands the delete of one fRO's row to the transaction.

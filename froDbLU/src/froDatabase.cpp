@@ -1,6 +1,8 @@
 #include "FroDatabase.h"
 
+#include "LdnText.h"
 #include "SignalDistributorAPI.h"
+#include "froMgr.h"
 #include "tarvo_database.h"
 #include "tarvo_transaction.h"
 #include "xmlStringUtils.h"
@@ -33,6 +35,34 @@ constexpr TarvoSqlLen kTextReadLength = 0xC000;
 constexpr std::size_t kIndicationTxIdOffset = 8;
 
 FroDatabase* g_instance = nullptr;
+
+// A fRO is born with every attribute its class declares (froMgr's read-only attributes
+// of its MO type), and its row holds them all alike: the given value where there is
+// one (the first of a name), the default otherwise, in the declared type. Attributes
+// the class does not declare follow as given. So the first fRO saved of a class makes
+// its data table with a column for each declared attribute.
+Attributes rowAttributes(const std::string& ldn, const Attributes& given) {
+    const auto declared = froMgr::instance().getReadOnlyAttributes(getMoType(ldn));
+    if (declared.empty()) {
+        return given;
+    }
+    Attributes row;
+    std::set<std::string> declaredNames;
+    for (const auto& attribute : declared) {
+        declaredNames.insert(attribute->getName());
+        const auto value = std::find_if(
+            given.begin(), given.end(),
+            [&attribute](const Attribute& a) { return a.name == attribute->getName(); });
+        row.emplace_back(attribute->getName(), attribute->getType(),
+                         value != given.end() ? value->value : attribute->getValue());
+    }
+    for (const Attribute& attribute : given) {
+        if (declaredNames.count(attribute.name) == 0) {
+            row.push_back(attribute);
+        }
+    }
+    return row;
+}
 
 bool sqlSucceeded(TarvoSqlReturn result) {
     return result == SQL_SUCCESS || result == SQL_SUCCESS_WITH_INFO;
@@ -667,7 +697,8 @@ void FroDatabase::registerTransaction(uint32_t transactionId) {
 }
 
 bool FroDatabase::saveFRO(uint32_t transactionId, uint32_t froId, uint32_t froType,
-                          const std::string& ldn, const Attributes& attributes) {
+                          const std::string& ldn, const Attributes& given) {
+    const Attributes attributes = rowAttributes(ldn, given);
     std::string table;
     if (!getFrodataTableName(froType, table)) {
         TRACE(traceObject, 1,
