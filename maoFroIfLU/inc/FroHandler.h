@@ -1,11 +1,11 @@
 // FroHandler: starts the MAO-FRO service layer as a whole, in its fixed order.
 //
 // startFroFramework brings up, in this order: the indication handler; the database,
-// with the tables of the fRO types that are stored; the classes of the managed objects
-// in the fRO factory, with their attributes and defaults; the restore of the stored
-// fROs; and only then the service, so that no request meets a half-restored tree: the
-// transaction dispatcher first, then the request dispatcher, which publishes the
-// service under its name.
+// with the tables of the fRO types that are stored, installed as froMgr's attribute
+// writer; the classes of the managed objects in the fRO factory, with their attributes
+// and defaults; the restore of the stored fROs; and only then the service, so that no
+// request meets a half-restored tree: the transaction dispatcher first, then the
+// request dispatcher, which publishes the service under its name.
 //
 // The three handlers are the application's and are not owned; the two dispatchers
 // are the FroHandler's own.
@@ -54,7 +54,8 @@ class FroHandler {
                                    const MocRegistrations& registrations);
     /// The transaction dispatcher, then the request dispatcher under the service name.
     virtual void startService(const std::string& serviceName);
-    /// Opens the database under its name with the stored classes' types and names.
+    /// Opens the database under its name with the stored classes' types and names, and
+    /// makes it froMgr's attribute writer.
     virtual void openDatabase(const std::string& databaseName,
                               const MocRegistrations& registrations);
     /// Registers each class's creator and its attributes with froMgr.

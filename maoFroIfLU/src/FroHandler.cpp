@@ -3,6 +3,7 @@
 
 #include "DbiAPI.h"
 #include "FroDatabase.h"
+#include "FroDatabaseWriter.h"
 #include "IndHandlerApi.h"
 #include "RestoreHandlerGenericBase.h"
 #include "froMgr.h"
@@ -53,6 +54,9 @@ void FroHandler::openDatabase(const std::string& databaseName,
         }
     }
     FroDatabase::instance()->initialize(databaseName, stored);
+    // What a fRO changes of itself outside any transaction (froMgr::saveMO) reaches
+    // the database through this writer.
+    installFroDatabaseWriter();
 }
 
 void FroHandler::registerMocs(const MocRegistrations& registrations) {

@@ -94,4 +94,28 @@ TEST_F(TraniNode, fro_handler_starts_the_service_only_after_the_restore) {
     EXPECT_EQ(rows("select frotype from cat_fro_versions"), 1u);
 }
 
+// A change that a fRO makes of itself, outside any transaction, is saved through the
+// writer that the start installs with the database.
+TEST_F(TraniNode, fro_handler_makes_the_database_the_writer_of_changes_a_fro_makes_itself) {
+    const MocRegistrations registrations = {
+        {"Probe", kProbeType, &ProbeFro::create, {{"level", "U32", "0"}}, 0}};
+    start([&] {
+        {
+            RecordingTrani trani;
+            RecordingMao mao;
+            FroHandler handler(&mao, &trani, nullptr);
+            handler.startFroFramework("cat", kService, registrations);
+            TraniSignalDispatcher dispatcher(&trani, &mao);
+            Tx stored;
+            stored.create("Top=1,Probe=1", kProbeType, {{"level", "U32", "3"}});
+            ASSERT_TRUE(stored.end(dispatcher, true));
+
+            ASSERT_TRUE(froMgr::instance().setMoAttribute("Top=1,Probe=1", "level", "7"));
+            EXPECT_TRUE(froMgr::instance().saveMO("Top=1,Probe=1"));
+        }
+        plab::nameserver::v1::destroyNameServer();
+    });
+    EXPECT_EQ(rows("select froid from cat_frodata_Probe_INITIAL where level = 7"), 1u);
+}
+
 }  // namespace
