@@ -77,7 +77,7 @@ wait_for "[ -S '$state/link' ]"
 
 step "Radio unit RU-1, linked to the node"
 ULSA_TRACE_FILE="$out/radio-trace.log" \
-  "$bin/tools/ulsa-radio" --state "$state" --measurement-ms 1000 2>&1 &
+  "$bin/tools/ulsa-radio" --state "$state" --measurement-ms 1000 --block-size 2048 2>&1 &
 pids+=($!)
 
 export ULSA_STATE="$state"

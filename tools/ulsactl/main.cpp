@@ -22,7 +22,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <dirent.h>
+#include <memory>
+#include <sys/inotify.h>
 #include <functional>
 #include <map>
 #include <sys/stat.h>
@@ -466,22 +467,57 @@ FtpTarget parseFtpUrl(const std::string& url) {
     return target;
 }
 
-// The sample files in the node's disk folder and their sizes.
-std::map<std::string, long long> sampleFiles(const std::string& stateDir) {
-    std::map<std::string, long long> files;
-    const std::string folder = stateDir + "/d/ulsasample";
-    DIR* dir = opendir(folder.c_str());
-    if (dir == nullptr)
-        return files;
-    while (const dirent* entry = readdir(dir)) {
+// The blocks of sample files as the node writes them to its disk: the node opens the
+// file for each block it receives and closes it again, and removes the file once it is
+// uploaded, often within milliseconds. inotify sees every write however short the
+// file lives; the folder is made beforehand so that the first block is seen too.
+class BlockWatch {
+  public:
+    explicit BlockWatch(const std::string& stateDir) : m_folder(stateDir + "/d/ulsasample") {
         struct stat info {};
-        const std::string name = entry->d_name;
-        if (name != "." && name != ".." && stat((folder + "/" + name).c_str(), &info) == 0)
-            files[name] = static_cast<long long>(info.st_size);
+        if (stat((stateDir + "/d").c_str(), &info) != 0)
+            return;  // not the node's disk: no progress of blocks
+        mkdir(m_folder.c_str(), 0755);
+        m_fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        if (m_fd >= 0 && inotify_add_watch(m_fd, m_folder.c_str(), IN_MODIFY | IN_CLOSE_WRITE) < 0) {
+            ::close(m_fd);
+            m_fd = -1;
+        }
     }
-    closedir(dir);
-    return files;
-}
+    ~BlockWatch() {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    BlockWatch(const BlockWatch&) = delete;
+    BlockWatch& operator=(const BlockWatch&) = delete;
+
+    /// Prints a line for each block written since the last call.
+    void report() {
+        if (m_fd < 0)
+            return;
+        alignas(inotify_event) char buffer[8192];
+        ssize_t got = 0;
+        while ((got = read(m_fd, buffer, sizeof buffer)) > 0) {
+            for (ssize_t at = 0; at + static_cast<ssize_t>(sizeof(inotify_event)) <= got;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+                const std::string name = event->len > 0 ? std::string(event->name) : "";
+                at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+                if ((event->mask & IN_MODIFY) != 0) {
+                    m_modified.insert(name);
+                } else if ((event->mask & IN_CLOSE_WRITE) != 0 && m_modified.erase(name) != 0) {
+                    std::printf("block %u received: %s\n", ++m_blocks[name], name.c_str());
+                    std::fflush(stdout);
+                }
+            }
+        }
+    }
+
+  private:
+    std::string m_folder;
+    int m_fd = -1;
+    std::set<std::string> m_modified;
+    std::map<std::string, unsigned> m_blocks;
+};
 
 const char* statusName(const std::string& status) {
     if (status == "1") return "running";
@@ -524,9 +560,14 @@ int doStart(const Arguments& args) {
     mgmt::ManagementClient& client = node.client();
     std::string status;
     std::string info = "0";
+    std::unique_ptr<BlockWatch> blocks;
+    if (wait)
+        blocks = std::make_unique<BlockWatch>(node.stateDir());
     client.onIndication([&](const mgmt::Indication& indication) {
         if (indication.data.ldn != fro.ldn)
             return;
+        if (blocks)
+            blocks->report();  // the blocks written before this change, in their order
         if (const std::string s = indication.value("ulSpectrumSamplingStatus"); !s.empty()) {
             status = s;
             std::printf("status %s (%s)\n", s.c_str(), statusName(s));
@@ -540,7 +581,6 @@ int doStart(const Arguments& args) {
     });
     if (wait && !client.subscribe(kAnalyzerFroType).ok())
         throw Failure{"cannot subscribe to the analyzer's indications"};
-    const std::map<std::string, long long> before = sampleFiles(node.stateDir());
     std::set<std::string> onServerBefore;
     std::string why;
     if (wait)
@@ -556,29 +596,19 @@ int doStart(const Arguments& args) {
         node.close();
         return kExitOk;
     }
-    // Follow the run: its indications, and the file growing block by block on the
-    // node's disk, until the run ends.
-    std::map<std::string, long long> seen;
+    // Follow the run: its indications, and the file's blocks on the node's disk, until
+    // the run ends.
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::seconds(samplingTimeout + 30);
     bool done = false;
     while (!done && !g_interrupted) {
         client.dispatchIndications(20);
-        for (const auto& [name, size] : sampleFiles(node.stateDir())) {
-            if (before.count(name) != 0 && before.at(name) == size)
-                continue;
-            if (seen[name] != size) {
-                std::printf("receiving %s: %lld bytes\n", name.c_str(), size);
-                std::fflush(stdout);
-                seen[name] = size;
-            }
-        }
+        blocks->report();
         if (client.service() == 0)
             throw Failure{"the node was lost during the run"};
+        // A continuous run shows 2 after each file and goes on until its total time.
         done = status == "3" || (status == "2" && type != 1) ||
                std::chrono::steady_clock::now() > deadline;
-        if (type == 1 && status == "2" && std::chrono::steady_clock::now() > deadline)
-            done = true;
     }
     node.close();
     if (status == "3")
