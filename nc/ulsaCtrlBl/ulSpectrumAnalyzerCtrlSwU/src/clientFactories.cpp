@@ -1,14 +1,12 @@
-// The client factories of this build. RmciClientHandlerImpl is not part of it yet:
-// until it is, its factory says so and gives no client, and the analyzer fails the
-// action that needed one.
+// The client factories of this build: each makes the real client for its owner.
 #include "RftiClientHandler.h"
 #include "RftiClientHandlerImpl.h"
 #include "RmciClientHandler.h"
+#include "RmciClientHandlerImpl.h"
 #include "ulsaCtrlTrace.h"
 
-RmciClientHandler* defaultRmciClientFactory(RmciRftiClientHandlerOwner* /*owner*/) {
-    ULSA_TRACE(1, "RmciClientHandlerImpl is not part of this build");
-    return nullptr;
+RmciClientHandler* defaultRmciClientFactory(RmciRftiClientHandlerOwner* owner) {
+    return new RmciClientHandlerImpl(owner);
 }
 
 RftiClientHandler* defaultRftiClientFactory(RmciRftiClientHandlerOwner* owner) {
