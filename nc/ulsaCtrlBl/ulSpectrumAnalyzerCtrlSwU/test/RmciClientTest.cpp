@@ -232,6 +232,10 @@ TEST_F(RmciClientTest, theExchangeWithTheUnitReportsEachOutcomeToTheOwner) {
     RadioFaults failedMeasurement;
     failedMeasurement.measurementStatus = 2;
     const hostusi::UnitStatus enabled{kLink, 1, 0};
+    const hostusi::UnitStatus off{kLink, 0, 0};
+    const hostusi::UnitStatus offBits544{kLink, 0, 544};
+    const hostusi::UnitStatus noName{"", 1, 0};
+    const hostusi::UnitStatus noServer{"RU-9-link", 1, 0};
     const std::string capabilities = "actionSuccess 0x1706a11 records 1";
     const std::string configured = "startRftiClient " + kLink;
     const Calls disabled = {"setInfoFromError 0x0 8",
@@ -329,18 +333,18 @@ TEST_F(RmciClientTest, theExchangeWithTheUnitReportsEachOutcomeToTheOwner) {
          0,
          {},
          ""},
-        {"a disabled unit", 1, false, {}, {kLink, 0, 0}, kLdn, disabled, 0, {}, ""},
+        {"a disabled unit", 1, false, {}, off, kLdn, disabled, 0, {}, ""},
         {"disabled with status bits 544 is usable",
          1,
          false,
          {},
-         {kLink, 0, 544},
+         offBits544,
          kLdn,
          {capabilities},
          0,
          {},
          ""},
-        {"no controller name", 1, false, {}, {"", 1, 0}, kLdn, disabled, 0, {}, ""},
+        {"no controller name", 1, false, {}, noName, kLdn, disabled, 0, {}, ""},
         {"no status service",
          1,
          false,
@@ -356,7 +360,7 @@ TEST_F(RmciClientTest, theExchangeWithTheUnitReportsEachOutcomeToTheOwner) {
          1,
          false,
          {},
-         {"RU-9-link", 1, 0},
+         noServer,
          kLdn,
          {},
          30000,
