@@ -3,7 +3,6 @@
 // (the row in the database), set and get, delete, and a restart on the same database
 // that brings the fRO back.
 #include "FroDatabase.h"
-#include "FroDatabaseWriter.h"
 #include "FroHandler.h"
 #include "KernelErrors.h"
 #include "ManagementClient.h"
@@ -42,12 +41,16 @@ class ProbeManager : public ULSpectrumAnalyzerManager {
         froMgr::destroyInstance();
     }
     bool init() override {
-        installFroDatabaseWriter();
         handler = std::make_unique<FroHandler>(&mao, &trani, &restorer);
-        // No class attributes: froMgr gives those to every fRO at birth as read-only,
-        // and a create's own values for them would not reach the committed fRO.
-        handler->startFroFramework("e2e", mgmt::kDefaultServiceName,
-                                   {{"Probe", kProbeType, nullptr, {}, 0}});
+        // Every fRO of the class has these from its birth, at their defaults unless the
+        // create gives a value.
+        handler->startFroFramework(
+            "e2e", mgmt::kDefaultServiceName,
+            {{"Probe",
+              kProbeType,
+              nullptr,
+              {{"level", "U32", "0"}, {"name", "STRING", "none"}, {"info", "S32", "0"}},
+              0}});
         return true;
     }
 
@@ -155,27 +158,33 @@ TEST_F(EndToEnd, create_commit_set_get_delete_and_the_fro_is_back_after_a_restar
     bootInChild([&](mgmt::ManagementClient& client) {
         mgmt::FroRef first = probe;
         mgmt::FroRef second = gone;
-        first.externalFroId = committed(client, [&](uint32_t t) {
-                                  return client.create(
-                                      t, probe, {{"level", "U32", "3"}, {"name", "STRING", "a"}},
-                                      kWait);
-                              }).externalFroId;
+        first.externalFroId =
+            committed(client, [&](uint32_t t) {
+                return client.create(t, probe, {{"level", "U32", "3"}, {"name", "STRING", "a"}},
+                                     kWait);
+            }).externalFroId;
+        // Fewer attributes than the first: the others keep their defaults.
         second.externalFroId = committed(client, [&](uint32_t t) {
-                                   return client.create(
-                                       t, gone, {{"level", "U32", "1"}, {"name", "STRING", "b"}},
-                                       kWait);
+                                   return client.create(t, gone, {{"level", "U32", "1"}}, kWait);
                                }).externalFroId;
         EXPECT_NE(first.externalFroId, second.externalFroId);
         EXPECT_EQ(rows("select * from e2e_frodata_probe_initial"), 2u);
-        EXPECT_EQ(client.get(0, first, {"level", "name"}, kWait).value("level"), "3");
+        const mgmt::Confirm created = client.get(0, first, {"level", "name", "info"}, kWait);
+        EXPECT_EQ(created.value("level"), "3");
+        EXPECT_EQ(created.value("name"), "a");
+        EXPECT_EQ(created.value("info"), "0");
+        EXPECT_EQ(client.get(0, second, {"name"}, kWait).value("name"), "none");
 
+        // A set of one that no create gave.
         committed(client, [&](uint32_t t) {
-            return client.set(t, first, {{"level", "U32", "5"}, {"name", "STRING", "it's"}},
-                              kWait);
+            return client.set(
+                t, first, {{"level", "U32", "5"}, {"name", "STRING", "it's"}, {"info", "S32", "2"}},
+                kWait);
         });
-        const mgmt::Confirm got = client.get(0, first, {"level", "name"}, kWait);
+        const mgmt::Confirm got = client.get(0, first, {"level", "name", "info"}, kWait);
         EXPECT_EQ(got.value("level"), "5");
         EXPECT_EQ(got.value("name"), "it's");
+        EXPECT_EQ(got.value("info"), "2");
 
         committed(client, [&](uint32_t t) { return client.remove(t, second, kWait); });
         const mgmt::Confirm missing = client.get(0, second, {"level"}, kWait);
@@ -193,10 +202,11 @@ TEST_F(EndToEnd, create_commit_set_get_delete_and_the_fro_is_back_after_a_restar
     });
 
     bootInChild([&](mgmt::ManagementClient& client) {
-        const mgmt::Confirm back = client.get(0, probe, {"level", "name"}, kWait);
+        const mgmt::Confirm back = client.get(0, probe, {"level", "name", "info"}, kWait);
         ASSERT_TRUE(back.ok()) << back.describe();
         EXPECT_EQ(back.value("level"), "5");
         EXPECT_EQ(back.value("name"), "it's");
+        EXPECT_EQ(back.value("info"), "2");
         EXPECT_EQ(client.get(0, gone, {"level"}, kWait).result, 1u);
         EXPECT_EQ(client.get(0, rolledBack, {"level"}, kWait).result, 1u);
         EXPECT_EQ(hostdbtest::KernelErrors::take(), std::vector<std::string>{});
