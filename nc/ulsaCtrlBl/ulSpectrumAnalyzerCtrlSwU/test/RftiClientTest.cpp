@@ -7,6 +7,7 @@
 #include "FtpTestServer.h"
 #include "ImaFacade.h"
 #include "LevelTraceCapture.h"
+#include "MainLoopPump.h"
 #include "RftiClientHandlerImpl.h"
 #include "SignalDistributorAPI.h"
 #include "SignalNumber2Name.h"
@@ -18,7 +19,6 @@
 #include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
-#include "plab/messaging/MessageOse.h"
 #include "plab/nameserver/v1/NameServerOse.h"
 #include "radioSignalReader.h"
 #include "radioUnit.h"
@@ -35,7 +35,6 @@
 #include <memory>
 #include <regex>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace hostradio;
@@ -178,49 +177,9 @@ class RftiClientTest : public ::testing::Test {
         });
     }
 
-    // Hands every signal to the signal distributor (or to the intercept, when it takes
-    // it) until every process rests and the queue is empty.
-    void pump() {
-        static const SIGSELECT any[] = {0};
-        for (int quietRounds = 0; quietRounds < 2;) {
-            union SIGNAL* signal = receive_w_tmo(0, any);
-            if (signal == nullptr) {
-                ose_wait_idle(0, 2000);
-                ++quietRounds;
-                continue;
-            }
-            quietRounds = 0;
-            if (m_intercept && m_intercept(signal)) {
-                continue;
-            }
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-    }
-    void advance(OSTIME ms) {
-        pump();
-        ose_clock_advance(ms);
-        pump();
-    }
-    // The upload talks to a real FTP server: signals are handled as they come, in
-    // real time, until done() holds.
-    bool pumpUntil(const std::function<bool()>& done) {
-        static const SIGSELECT any[] = {0};
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            union SIGNAL* signal = receive_w_tmo(0, any);
-            if (signal == nullptr) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
-                continue;
-            }
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-        return true;
-    }
+    void pump() { mainloop::pump(m_intercept); }
+    void advance(OSTIME ms) { mainloop::advance(ms, m_intercept); }
+    bool pumpUntil(const std::function<bool()>& done) { return mainloop::pumpUntil(done); }
 
     // A new client for owner, connected to the server behind link.
     void startClient(RecordingOwner& owner, const std::string& link = kLink) {

@@ -6,6 +6,7 @@
 #include "FtpTestServer.h"
 #include "ImaFacade.h"
 #include "LevelTraceCapture.h"
+#include "MainLoopPump.h"
 #include "MapTimer.h"
 #include "RftiClientHandlerImpl.h"
 #include "RmciClientHandlerImpl.h"
@@ -22,7 +23,6 @@
 #include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
-#include "plab/messaging/MessageOse.h"
 #include "plab/nameserver/v1/NameServerOse.h"
 #include "radioUnit.h"
 #include "sampleFile.h"
@@ -34,7 +34,6 @@
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 using namespace hostradio;
@@ -117,43 +116,9 @@ class SamplingRunTest : public ::testing::Test {
         });
     }
 
-    void pump() {
-        static const SIGSELECT any[] = {0};
-        for (int quietRounds = 0; quietRounds < 2;) {
-            union SIGNAL* signal = receive_w_tmo(0, any);
-            if (signal == nullptr) {
-                ose_wait_idle(0, 2000);
-                ++quietRounds;
-                continue;
-            }
-            quietRounds = 0;
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-    }
-    void advance(OSTIME ms) {
-        pump();
-        ose_clock_advance(ms);
-        pump();
-    }
-    // Until done() holds, in real time: the upload talks to a real FTP server.
-    bool pumpUntil(const std::function<bool()>& done) {
-        static const SIGSELECT any[] = {0};
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            union SIGNAL* signal = receive_w_tmo(0, any);
-            if (signal == nullptr) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
-                continue;
-            }
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-        return true;
-    }
+    void pump() { mainloop::pump(); }
+    void advance(OSTIME ms) { mainloop::advance(ms); }
+    bool pumpUntil(const std::function<bool()>& done) { return mainloop::pumpUntil(done); }
 
     void start(int type, int intervalS = 0, int timeoutS = 60) {
         m_analyzer->performAction(
