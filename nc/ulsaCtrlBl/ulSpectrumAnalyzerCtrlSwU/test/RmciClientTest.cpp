@@ -3,6 +3,7 @@
 // owner stands for the analyzer: it ends the run (deletes the client) on a failure
 // and on the answer of a capability or stop action, as the analyzer does.
 #include "LevelTraceCapture.h"
+#include "MainLoopPump.h"
 #include "MapTimer.h"
 #include "RmciClientHandlerImpl.h"
 #include "SignalDistributorAPI.h"
@@ -12,7 +13,6 @@
 #include "ULSAtmo.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
-#include "plab/messaging/MessageOse.h"
 #include "plab/nameserver/v1/NameServerOse.h"
 #include "radioSignalReader.h"
 #include "radioUnit.h"
@@ -158,30 +158,8 @@ class RmciClientTest : public ::testing::Test {
         });
     }
 
-    // Hands every signal to the signal distributor until every process rests and the
-    // queue is empty; signals to intercept (when set) are taken out before.
-    void pump() {
-        static const SIGSELECT any[] = {0};
-        for (int quietRounds = 0; quietRounds < 2;) {
-            union SIGNAL* signal = receive_w_tmo(0, any);
-            if (signal == nullptr) {
-                ose_wait_idle(0, 2000);
-                ++quietRounds;
-                continue;
-            }
-            quietRounds = 0;
-            if (m_intercept && m_intercept(signal)) {
-                continue;
-            }
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-    }
-    void advance(OSTIME ms) {
-        pump();
-        ose_clock_advance(ms);
-        pump();
-    }
+    void pump() { mainloop::pump(m_intercept); }
+    void advance(OSTIME ms) { mainloop::advance(ms, m_intercept); }
 
     // A new client of a new froId for the owner, subscribed to the unit at ldn.
     void startClient(uint32_t action, const std::string& ldn = kLdn) {
@@ -198,7 +176,7 @@ class RmciClientTest : public ::testing::Test {
     RadioUnit m_unit;
     uint32_t m_froId = 100;
     LevelTraceCapture* m_trace = nullptr;
-    std::function<bool(union SIGNAL*)> m_intercept;
+    mainloop::Intercept m_intercept;
 };
 
 using Calls = std::vector<std::string>;
