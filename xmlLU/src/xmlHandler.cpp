@@ -8,6 +8,7 @@
 #include <tinyxml.h>
 
 #include <cstring>
+#include <utility>
 
 namespace {
 
@@ -15,6 +16,22 @@ const char kDeclaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
 
 std::string attributeOf(const TiXmlElement& element, const char* attributeName) {
     return unescapeXml(element.Attribute(attributeName));
+}
+
+bool isTag(const TiXmlElement& element, const char* tag) {
+    return std::strcmp(element.Value(), tag) == 0;
+}
+
+bool isDerivedTag(const char* tag) {
+    return std::strcmp(tag, "struct") == 0 || std::strcmp(tag, "array") == 0 ||
+           std::strcmp(tag, "moref") == 0;
+}
+
+// Parses text into document. No text of this unit reports where a parse failed, so the
+// parser keeps no row and column (a tab size below 1).
+void parseInto(TiXmlDocument& document, const std::string& text) {
+    document.SetTabSize(0);
+    document.Parse(text.c_str());
 }
 
 }  // namespace
@@ -38,16 +55,16 @@ bool xmlHandler::isDerivedType(const std::string& type) {
 static bool readAttributes(xmlHandler& handler, const TiXmlElement* first, XmlClassData& record) {
     for (const TiXmlElement* element = first; element != nullptr;
          element = element->NextSiblingElement()) {
-        const std::string tag = element->Value();
-        const std::string name = attributeOf(*element, "name");
-        if (tag == "attr") {
-            record.attributes.emplace_back(name, attributeOf(*element, "type"),
+        const char* tag = element->Value();
+        std::string name = attributeOf(*element, "name");
+        if (std::strcmp(tag, "attr") == 0) {
+            record.attributes.emplace_back(std::move(name), attributeOf(*element, "type"),
                                            attributeOf(*element, "value"));
             ++record.attributeCount;
-        } else if (xmlHandler::isDerivedType(tag)) {
+        } else if (isDerivedTag(tag)) {
             std::string text;
             handler.elementToXml(*element, text);
-            record.attributes.emplace_back(name, tag, text);
+            record.attributes.emplace_back(std::move(name), tag, std::move(text));
             ++record.attributeCount;
         } else {
             TRACE(xmlErrorTrace(), 1,
@@ -62,18 +79,18 @@ static bool readAttributes(xmlHandler& handler, const TiXmlElement* first, XmlCl
 bool xmlHandler::parseXml(const std::string& text, XmlClassData& out) {
     out.attributes.clear();
     TiXmlDocument document;
-    document.Parse(text.c_str());
+    parseInto(document, text);
     if (document.Error()) {
         TRACE(xmlErrorTrace(), 1, "Parsing of xmlbuffer Failed");
         return false;
     }
     const TiXmlElement* root = document.RootElement();
-    if (root == nullptr || std::string(root->Value()) != "mim") {
+    if (root == nullptr || !isTag(*root, "mim")) {
         return false;
     }
     out.version = attributeOf(*root, "version");
     const TiXmlElement* classElement = root->FirstChildElement();
-    if (classElement == nullptr || std::string(classElement->Value()) != "class") {
+    if (classElement == nullptr || !isTag(*classElement, "class")) {
         return false;
     }
     out.ldn = attributeOf(*classElement, "ldn");
@@ -85,12 +102,11 @@ bool xmlHandler::parseXml(const std::string& text, XmlClassData& out) {
     if (first == nullptr) {
         return true;
     }
-    const std::string tag = first->Value();
-    if (tag == "action") {
+    if (isTag(*first, "action")) {
         out.kind = XmlClassData::kindAction;
         out.actionName = attributeOf(*first, "name");
         first = first->FirstChildElement();
-    } else if (tag == "fault") {
+    } else if (isTag(*first, "fault")) {
         out.kind = XmlClassData::kindFault;
         out.faultName = attributeOf(*first, "name");
         first = first->FirstChildElement();
@@ -100,7 +116,7 @@ bool xmlHandler::parseXml(const std::string& text, XmlClassData& out) {
 
 bool xmlHandler::parseClasses(const std::string& text, std::vector<XmlClassData>& out) {
     TiXmlDocument document;
-    document.Parse(text.c_str());
+    parseInto(document, text);
     if (document.Error()) {
         TRACE(xmlErrorTrace(), 1, "Parsing of xmlbuffer Failed");
         return false;
@@ -114,19 +130,18 @@ bool xmlHandler::parseClasses(const std::string& text, std::vector<XmlClassData>
          classElement = classElement->NextSiblingElement()) {
         out.emplace_back();
         XmlClassData& record = out.back();
-        if (std::string(classElement->Value()) != "class") {
+        if (!isTag(*classElement, "class")) {
             continue;
         }
         anyClass = true;
         record.ldn = attributeOf(*classElement, "ldn");
         const TiXmlElement* first = classElement->FirstChildElement();
         if (first != nullptr) {
-            const std::string tag = first->Value();
-            if (tag == "action") {
+            if (isTag(*first, "action")) {
                 record.kind = XmlClassData::kindAction;
                 record.actionName = attributeOf(*first, "name");
                 first = first->FirstChildElement();
-            } else if (tag == "fault") {
+            } else if (isTag(*first, "fault")) {
                 // Here the fault's name is read from the class element.
                 record.kind = XmlClassData::kindFault;
                 record.faultName = attributeOf(*classElement, "name");
@@ -197,7 +212,7 @@ bool xmlHandler::appendElement(const TiXmlElement& element, std::string& out) {
         out += "\"/>\n";
         return true;
     }
-    if (isDerivedType(tag)) {
+    if (isDerivedTag(tag)) {
         out += "<";
         out += tag;
         if (!name.empty()) {

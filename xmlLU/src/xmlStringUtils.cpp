@@ -50,21 +50,32 @@ std::string escapeXml(const char* text) {
     return text != nullptr ? escapeXml(std::string(text)) : std::string();
 }
 
-std::string unescapeXml(const std::string& text) {
-    if (text.find('&') == std::string::npos) {
-        return text;  // nothing to replace, the common case
+namespace {
+
+// The replacements of unescapeXml, done in place.
+void unescapeInPlace(std::string& plain) {
+    if (plain.find('&') == std::string::npos) {
+        return;  // nothing to replace, the common case
     }
-    std::string plain = text;
     replaceAll(plain, "&lt;", '<');
     replaceAll(plain, "&gt;", '>');
     replaceAll(plain, "&apos;", '\'');
     replaceAll(plain, "&quot;", '"');
     replaceAll(plain, "&amp;", '&');
+}
+
+}  // namespace
+
+std::string unescapeXml(const std::string& text) {
+    std::string plain = text;
+    unescapeInPlace(plain);
     return plain;
 }
 
 std::string unescapeXml(const char* text) {
-    return text != nullptr ? unescapeXml(std::string(text)) : std::string();
+    std::string plain = text != nullptr ? std::string(text) : std::string();
+    unescapeInPlace(plain);
+    return plain;
 }
 
 std::string quoteSql(const std::string& text) {

@@ -109,6 +109,7 @@ xmlTree::xmlTree(const std::string& attrName, const std::string& attrType,
         return;
     }
     TiXmlDocument document;
+    document.SetTabSize(0);  // no text says where a parse failed: no rows and columns
     document.Parse(attrValue.c_str());
     if (document.Error()) {
         TRACE(xmlErrorTrace(), 1, "xmlTree could not parse the value attribute \"%s\" as XML",
