@@ -157,18 +157,32 @@ bool xmlHandler::parseClasses(const std::string& text, std::vector<XmlClassData>
 
 bool xmlHandler::createXml(const std::string& ldn, const std::string& version,
                            const Attributes& attributes, std::string& out) {
-    out = kDeclaration;
-    if (!version.empty()) {
-        out += "<mim version=\"" + version + "\">\n";
+    // One allocation for the usual answer: the fixed parts and the texts, with room for
+    // a few escapes.
+    std::size_t size = sizeof kDeclaration + version.size() + ldn.size() + 64;
+    for (const Attribute& attribute : attributes) {
+        size += attribute.name.size() + attribute.type.size() + attribute.value.size() + 40;
     }
-    out += "<class ldn=\"" + ldn + "\">\n";
+    out.clear();
+    out.reserve(size);
+    out += kDeclaration;
+    if (!version.empty()) {
+        out += "<mim version=\"";
+        out += version;
+        out += "\">\n";
+    }
+    out += "<class ldn=\"";
+    out += ldn;
+    out += "\">\n";
     for (const Attribute& attribute : attributes) {
         if (isPrimitiveType(attribute.type)) {
-            out += "<attr";
-            out += " name=\"" + attribute.name + "\"";
-            out += " type=\"" + attribute.type + "\"";
-            out += " value=\"" + escapeXml(attribute.value) + "\"";
-            out += "/>\n";
+            out += "<attr name=\"";
+            out += attribute.name;
+            out += "\" type=\"";
+            out += attribute.type;
+            out += "\" value=\"";
+            out += escapeXml(attribute.value);
+            out += "\"/>\n";
         } else if (isDerivedType(attribute.type)) {
             out += attribute.value;
         } else {

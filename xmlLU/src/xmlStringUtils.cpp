@@ -17,7 +17,16 @@ void replaceAll(std::string& text, const std::string& pattern, char replacement)
 
 }  // namespace
 
+namespace {
+
+const char kEscaped[] = "&<>'\"";
+
+}  // namespace
+
 std::string escapeXml(const std::string& text) {
+    if (text.find_first_of(kEscaped) == std::string::npos) {
+        return text;  // nothing to escape, the common case
+    }
     std::string escaped;
     escaped.reserve(text.size() + text.size() / 8);
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -47,7 +56,11 @@ std::string escapeXml(const std::string& text) {
 }
 
 std::string escapeXml(const char* text) {
-    return text != nullptr ? escapeXml(std::string(text)) : std::string();
+    if (text == nullptr) {
+        return std::string();
+    }
+    std::string plain(text);
+    return plain.find_first_of(kEscaped) == std::string::npos ? plain : escapeXml(plain);
 }
 
 namespace {
