@@ -33,7 +33,8 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <regex>
+#include <algorithm>
+#include <cctype>
 #include <string>
 #include <vector>
 
@@ -315,12 +316,18 @@ TEST_F(RftiClientTest, eachResultReachesTheFtpServerByteForByteAndIsRemovedFromT
             EXPECT_EQ(sampleFiles(), std::vector<std::string>{});
         }
         // Every file on the server, named after the node, the unit, the port and the time.
-        const std::regex name(std::regex_replace(kFdn, std::regex("[=,]"), ".") +
-                              ",RU-1,A,20[0-9]{6}\\.[0-9]{9}ULSA_SAMPLE");
+        // "<kFdn>,RU-1,A,YYYYMMDD.hhmmssmmmULSA_SAMPLE"
+        const std::string head = kFdn + ",RU-1,A,";
+        auto wellNamed = [&](const std::string& name) {
+            const std::string stamp = name.substr(std::min(name.size(), head.size()), 18);
+            return name.size() == head.size() + 29 && name.compare(0, head.size(), head) == 0 &&
+                   name.compare(head.size() + 18, 11, "ULSA_SAMPLE") == 0 && stamp[8] == '.' &&
+                   std::count_if(stamp.begin(), stamp.end(), ::isdigit) == 17;
+        };
         std::vector<std::string> uploaded;
         for (const auto& entry : fs::directory_iterator(m_ftp.root() + "/samples")) {
             uploaded.push_back(entry.path().filename().string());
-            EXPECT_TRUE(std::regex_match(uploaded.back(), name)) << uploaded.back();
+            EXPECT_TRUE(wellNamed(uploaded.back())) << uploaded.back();
         }
         std::sort(uploaded.begin(), uploaded.end());
         ASSERT_EQ(uploaded.size(), sent.size());
