@@ -4,6 +4,9 @@
 #include "xmlHandler.h"
 #include "xmlStringUtils.h"
 
+#include <string_view>
+#include <utility>
+
 namespace mgmt {
 
 using namespace maofro;
@@ -59,9 +62,16 @@ bool appendAttribute(const Attribute& attribute, std::string& out) {
     return false;
 }
 
-std::string classOpen(const std::string& version, const FroRef& fro) {
-    return std::string(kDeclaration) + "<mim version=\"" + escapeXml(version) + "\">\n<class ldn=\"" +
-           escapeXml(fro.ldn) + "\">\n";
+std::string classOpen(const std::string& version, const FroRef& fro, std::size_t room = 0) {
+    std::string out;
+    out.reserve(std::strlen(kDeclaration) + version.size() + fro.ldn.size() + 64 + room);
+    out += kDeclaration;
+    out += "<mim version=\"";
+    out += escapeXml(version);
+    out += "\">\n<class ldn=\"";
+    out += escapeXml(fro.ldn);
+    out += "\">\n";
+    return out;
 }
 
 const char* kClassClose = "</class>\n</mim>";
@@ -96,6 +106,304 @@ void readConfirmText(const SignalBytes& bytes, std::size_t offset, bool xmlAllow
     }
     confirm.outcome = Outcome::answered;
 }
+
+// A strict reader of the documents the node writes: the declaration as written by
+// xmlHandler::createXml, "mim" with its "class", and below it "attr" elements and
+// struct, array and moref elements as elementToXml writes them, or one "action" or
+// "fault" element holding such. It takes only a narrow form whose reading by the
+// parser is plain: ASCII text, double-quoted attribute values with the five named
+// entities, white space between elements, no comments, text, or other markup, and the
+// end of the text after the root. On anything else it gives up without a result (read()
+// gives false) and parseXml reads the text; so it never refuses a document itself.
+// Nesting is bounded by kMaxDepth, attributes of an element by kMaxAttributes.
+class StrictConfirmReader {
+  public:
+    explicit StrictConfirmReader(const std::string& text)
+        : m_p(text.data()), m_end(text.data() + text.size()) {}
+
+    /// The record as parseXml gives it on success; false when the text is not of the form.
+    bool read(XmlClassData& record) {
+        static const char kDeclarationLine[] = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>";
+        if (!literal(kDeclarationLine))
+            return false;
+        Element mim;
+        if (!readStartTag(mim) || mim.tag != "mim" || mim.selfClosed)
+            return false;
+        record.version = plainValue(mim, "version");
+        Element classElement;
+        if (!readStartTag(classElement) || classElement.tag != "class")
+            return false;
+        record.ldn = plainValue(classElement, "ldn");
+        record.kind = XmlClassData::kindPlain;
+        record.attributes.reserve(8);
+        if (!classElement.selfClosed) {
+            Element first;
+            bool more = false;
+            if (!nextChild(first, more, "class"))
+                return false;
+            if (more && (first.tag == "action" || first.tag == "fault")) {
+                const bool action = first.tag == "action";
+                record.kind = action ? XmlClassData::kindAction : XmlClassData::kindFault;
+                (action ? record.actionName : record.faultName) = plainValue(first, "name");
+                if (!first.selfClosed && !readAttributes(record, nullptr, first.tag))
+                    return false;
+                // Only the parameter element below the class.
+                Element none;
+                if (!nextChild(none, more, "class") || more)
+                    return false;
+            } else if (more && !readAttributes(record, &first, "class")) {
+                return false;
+            }
+        }
+        if (!endTag("mim"))
+            return false;
+        skipSpace();
+        return m_p == m_end;
+    }
+
+  private:
+    static constexpr int kMaxDepth = 16;
+    static constexpr int kMaxAttributes = 4;
+
+    // A start tag: its name and its attributes' raw values (checked, entities not decoded).
+    struct Element {
+        std::string_view tag;
+        bool selfClosed = false;
+        int count = 0;
+        std::string_view names[kMaxAttributes];
+        std::string_view raws[kMaxAttributes];
+        const std::string_view* find(std::string_view name) const {
+            for (int i = 0; i < count; ++i)
+                if (names[i] == name)
+                    return &raws[i];
+            return nullptr;
+        }
+    };
+
+    struct Entity {
+        std::string_view text;
+        char c;
+    };
+    static constexpr Entity kEntities[] = {
+        {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}};
+
+    static bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+    static bool isNameStart(char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    }
+    static bool isNameChar(char c) {
+        return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == ':';
+    }
+    static const Entity* entityAt(std::string_view text) {
+        for (const Entity& entity : kEntities)
+            if (text.substr(0, entity.text.size()) == entity.text)
+                return &entity;
+        return nullptr;
+    }
+
+    // The attribute's value with its entities decoded once, as the parser gives it; ""
+    // for an absent attribute, as for a null pointer.
+    static std::string parsedValue(const Element& element, std::string_view name) {
+        const std::string_view* raw = element.find(name);
+        if (raw == nullptr)
+            return std::string();
+        std::string value;
+        value.reserve(raw->size());
+        for (std::size_t i = 0; i < raw->size();) {
+            const std::size_t amp = raw->find('&', i);
+            value.append(raw->substr(i, amp - i));
+            if (amp == std::string_view::npos)
+                break;
+            const Entity* entity = entityAt(raw->substr(amp));  // checked when read
+            if (entity == nullptr)
+                return std::string();
+            value += entity->c;
+            i = amp + entity->text.size();
+        }
+        return value;
+    }
+    // As xmlHandler reads an attribute: decoded by the parser, then unescapeXml.
+    static std::string plainValue(const Element& element, std::string_view name) {
+        const std::string_view* raw = element.find(name);
+        if (raw == nullptr || raw->find('&') == std::string_view::npos)
+            return raw == nullptr ? std::string() : std::string(*raw);
+        return unescapeXml(parsedValue(element, name));
+    }
+
+    void skipSpace() {
+        while (m_p != m_end && isSpace(*m_p))
+            ++m_p;
+    }
+    bool literal(std::string_view text) {
+        if (static_cast<std::size_t>(m_end - m_p) < text.size() ||
+            std::memcmp(m_p, text.data(), text.size()) != 0)
+            return false;
+        m_p += text.size();
+        return true;
+    }
+    bool readName(std::string_view& name) {
+        if (m_p == m_end || !isNameStart(*m_p))
+            return false;
+        const char* start = m_p;
+        while (m_p != m_end && isNameChar(*m_p))
+            ++m_p;
+        name = std::string_view(start, static_cast<std::size_t>(m_p - start));
+        return true;
+    }
+    // A double-quoted value of printable ASCII in which every "&" begins a named entity.
+    bool readValue(std::string_view& raw) {
+        if (m_p == m_end || *m_p != '"')
+            return false;
+        const char* start = ++m_p;
+        while (m_p != m_end && *m_p != '"') {
+            const char c = *m_p;
+            if (c < 0x20 || c > 0x7e || c == '<')
+                return false;
+            if (c == '&') {
+                const Entity* entity =
+                    entityAt(std::string_view(m_p, static_cast<std::size_t>(m_end - m_p)));
+                if (entity == nullptr)
+                    return false;
+                m_p += entity->text.size();
+            } else {
+                ++m_p;
+            }
+        }
+        if (m_p == m_end)
+            return false;
+        raw = std::string_view(start, static_cast<std::size_t>(m_p - start));
+        ++m_p;
+        return true;
+    }
+    // "<tag", each attribute after white space, then "/>" or ">".
+    bool readStartTag(Element& element) {
+        skipSpace();
+        if (m_p == m_end || *m_p != '<')
+            return false;
+        ++m_p;
+        if (!readName(element.tag))
+            return false;
+        for (;;) {
+            const char* before = m_p;
+            skipSpace();
+            if (m_p == m_end)
+                return false;
+            if (*m_p == '>') {
+                ++m_p;
+                return true;
+            }
+            if (*m_p == '/') {
+                ++m_p;
+                element.selfClosed = true;
+                return literal(">");
+            }
+            std::string_view name;
+            if (m_p == before || element.count == kMaxAttributes || !readName(name) ||
+                element.find(name) != nullptr || !literal("=") ||
+                !readValue(element.raws[element.count]))
+                return false;
+            element.names[element.count++] = name;
+        }
+    }
+    // "</tag" and ">", with white space before and before the ">".
+    bool endTag(std::string_view tag) {
+        skipSpace();
+        if (!literal("</") || !literal(tag))
+            return false;
+        skipSpace();
+        return literal(">");
+    }
+    // The next child element into child (more), or the end tag of the parent (not more).
+    bool nextChild(Element& child, bool& more, std::string_view parent) {
+        skipSpace();
+        more = !(m_end - m_p >= 2 && m_p[0] == '<' && m_p[1] == '/');
+        return more ? readStartTag(child) : endTag(parent);
+    }
+    // Attribute elements up to the end tag of parent, the first one read already when given.
+    bool readAttributes(XmlClassData& record, const Element* first, std::string_view parent) {
+        Element element;
+        bool more = true;
+        if (first != nullptr) {
+            element = *first;
+        } else if (!nextChild(element, more, parent)) {
+            return false;
+        }
+        while (more) {
+            if (element.tag == "attr") {
+                if (!element.selfClosed)
+                    return false;
+                record.attributes.emplace_back(plainValue(element, "name"),
+                                               plainValue(element, "type"),
+                                               plainValue(element, "value"));
+            } else if (xmlHandler::isDerivedType(std::string(element.tag))) {
+                std::string text;
+                if (!derivedToXml(element, text, 1))
+                    return false;
+                record.attributes.emplace_back(plainValue(element, "name"),
+                                               std::string(element.tag), std::move(text));
+            } else {
+                return false;
+            }
+            ++record.attributeCount;
+            element = Element();
+            if (!nextChild(element, more, parent))
+                return false;
+        }
+        return true;
+    }
+    // The derived element whose start tag is read, with its members, as elementToXml
+    // writes it. Members that elementToXml would leave out are not of the form.
+    bool derivedToXml(const Element& element, std::string& out, int depth) {
+        if (depth > kMaxDepth)
+            return false;
+        const std::string name = escapeXml(parsedValue(element, "name"));
+        out += '<';
+        out += element.tag;
+        if (!name.empty()) {
+            out += " name=\"";
+            out += name;
+            out += '"';
+        }
+        out += ">\n";
+        bool more = !element.selfClosed;
+        while (more) {
+            Element child;
+            if (!nextChild(child, more, element.tag))
+                return false;
+            if (!more)
+                break;
+            if (child.tag == "attr") {
+                const std::string type = escapeXml(parsedValue(child, "type"));
+                if (!child.selfClosed || !xmlHandler::isPrimitiveType(type))
+                    return false;
+                const std::string childName = escapeXml(parsedValue(child, "name"));
+                out += "<attr";
+                if (!childName.empty()) {
+                    out += " name=\"";
+                    out += childName;
+                    out += '"';
+                }
+                out += " type=\"";
+                out += type;
+                out += "\" value=\"";
+                out += escapeXml(parsedValue(child, "value"));
+                out += "\"/>\n";
+            } else if (xmlHandler::isDerivedType(std::string(child.tag))) {
+                if (!derivedToXml(child, out, depth + 1))
+                    return false;
+            } else {
+                return false;
+            }
+        }
+        out += "</";
+        out += element.tag;
+        out += ">\n";
+        return true;
+    }
+
+    const char* m_p;
+    const char* m_end;
+};
 
 }  // namespace
 
@@ -220,7 +528,7 @@ void decodeConfirm(Request::Kind kind, const SignalBytes& bytes, Confirm& confir
     readConfirmText(bytes, attrAt, carriesXml, confirm);
     if (confirm.outcome != Outcome::answered || confirm.xml.empty())
         return;
-    if (!xmlHandler::instance().parseXml(confirm.xml, confirm.data)) {
+    if (!readConfirmXml(confirm.xml, confirm.data)) {
         confirm.outcome = Outcome::malformed;
         confirm.errorText = "the confirm's XML does not read as a mim document";
     }
@@ -293,6 +601,25 @@ bool decodeIndication(SIGSELECT number, const SignalBytes& bytes, Indication& in
     return true;
 }
 
+bool readConfirmXml(const std::string& text, XmlClassData& out, bool* direct) {
+    XmlClassData record;
+    const bool read = StrictConfirmReader(text).read(record);
+    if (direct != nullptr)
+        *direct = read;
+    if (!read)
+        return xmlHandler::instance().parseXml(text, out);
+    // What parseXml sets; a fault's name only in a fault.
+    out.attributes = std::move(record.attributes);
+    out.version = std::move(record.version);
+    out.ldn = std::move(record.ldn);
+    out.kind = record.kind;
+    out.actionName = std::move(record.actionName);
+    if (record.kind == XmlClassData::kindFault)
+        out.faultName = std::move(record.faultName);
+    out.attributeCount = record.attributeCount;
+    return true;
+}
+
 bool createOrSetXml(const std::string& version, const FroRef& fro, const Attributes& attributes,
                     std::string& out) {
     return xmlHandler::instance().createXml(fro.ldn, version, attributes, out);
@@ -300,10 +627,17 @@ bool createOrSetXml(const std::string& version, const FroRef& fro, const Attribu
 
 std::string getXml(const std::string& version, const FroRef& fro,
                    const std::vector<std::string>& names) {
-    std::string out = classOpen(version, fro);
+    std::size_t room = std::strlen(kClassClose);
     for (const std::string& name : names)
-        out += "<attr name=\"" + escapeXml(name) + "\"/>\n";
-    return out + kClassClose;
+        room += name.size() + 20;
+    std::string out = classOpen(version, fro, room);
+    for (const std::string& name : names) {
+        out += "<attr name=\"";
+        out += escapeXml(name);
+        out += "\"/>\n";
+    }
+    out += kClassClose;
+    return out;
 }
 
 std::string deleteXml(const std::string& version, const FroRef& fro) {

@@ -8,6 +8,7 @@
 #define MGMT_MAO_FRO_CODEC_H
 
 #include "ManagementClient.h"
+#include "XmlClassData.h"
 #include "ose.h"
 
 #include <cstdint>
@@ -72,6 +73,12 @@ void decodeInitiate(const SignalBytes& bytes, InitiateConfirm& confirm);
 /// Reads an indication; false with the reason when it is malformed.
 bool decodeIndication(SIGSELECT number, const SignalBytes& bytes, Indication& indication,
                       std::string& why);
+
+/// Reads the XML of a confirm into out with the result and the record of
+/// xmlHandler::parseXml. The form the node writes (its answer documents, struct and
+/// array values as it writes them) is read directly; any other text, malformed ones
+/// included, goes to parseXml. direct, when given, says whether it was read directly.
+bool readConfirmXml(const std::string& text, XmlClassData& out, bool* direct = nullptr);
 
 /// The XML documents of the requests, in the mim version given; false for an
 /// attribute whose type is neither primitive nor derived.

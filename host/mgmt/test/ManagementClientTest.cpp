@@ -7,7 +7,11 @@
 #include "TimeLimit.h"
 #include "maoFroSignals.h"
 #include "nameServerHost.h"
+#include "traceHost.h"
 #include "transactionServer.h"
+#include "xmlHandler.h"
+
+#include "../src/MaoFroCodec.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +19,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <string>
 #include <thread>
+#include <vector>
 
 using namespace maofro;
 using namespace mgmttest;
@@ -380,3 +386,123 @@ TEST_F(ManagementClientTest, transactions_at_the_host_transaction_server) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------
+// The confirm's XML: read directly in the form the node writes, with parseXml's record.
+
+namespace {
+
+const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n";
+
+// What the node sends: its answer document (createXml) with values that need escaping
+// and struct, array and moref values as the node keeps them (elementToXml of a
+// request), an empty answer, and the answers of an action and of a fault.
+std::vector<std::string> nodeDocuments() {
+    const std::string request =
+        kDeclaration + "<mim version=\"R1A\">\n<class ldn=\"x\">\n" +
+        "<struct name=\"band&amp;amp;s\">\n<attr name=\"low\" type=\"S32\" value=\"-5\"/>\n"
+        "<array name=\"marks\">\n<attr type=\"U32\" value=\"1\"/>\n"
+        "<attr type=\"STRING\" value=\"a&amp;lt;b &quot;q&quot;\"/>\n</array>\n<struct/>\n"
+        "</struct>\n<array name=\"none\"/>\n"
+        "<moref name=\"peer\">\n<attr name=\"ldn\" type=\"STRING\" value=\"Me=1\"/>\n</moref>\n"
+        "</class>\n</mim>";
+    XmlClassData parsed;
+    EXPECT_TRUE(xmlHandler::instance().parseXml(request, parsed));
+    Attributes attributes = {{"level", "U32", "7"},
+                             {"name", "STRING", "a&b<c>\"d'e &amp; &lt;"},
+                             {"big", "S64", "-9000000000"},
+                             {"empty", "STRING", ""}};
+    attributes.insert(attributes.end(), parsed.attributes.begin(), parsed.attributes.end());
+    std::string get;
+    std::string none;
+    EXPECT_TRUE(xmlHandler::instance().createXml(kFro.ldn, "R1A", attributes, get));
+    EXPECT_TRUE(xmlHandler::instance().createXml(kFro.ldn, "R1A", {}, none));
+    const std::string open =
+        kDeclaration + "<mim version=\"R1A\">\n<class ldn=\"" + kFro.ldn + "\">\n";
+    return {get, none,
+            open + "<action name=\"run\">\n<attr name=\"result\" type=\"S32\" value=\"0\"/>\n" +
+                "<array name=\"list\">\n<attr type=\"S32\" "
+                "value=\"3\"/>\n</array>\n</action>\n</class>\n</mim>",
+            open + "<fault name=\"hot &amp;amp; cold\"/>\n</class >\n</mim>\n"};
+}
+
+// The trace lines written while it lives, without their time stamps.
+class TraceTexts {
+  public:
+    TraceTexts() {
+        traceSetSink([this](const std::string& line) {
+            const std::size_t at = line.find(" - ");
+            lines.push_back(at == std::string::npos ? line : line.substr(at));
+        });
+    }
+    ~TraceTexts() { traceSetSink({}); }
+    std::vector<std::string> take() {
+        std::vector<std::string> taken;
+        taken.swap(lines);
+        return taken;
+    }
+
+  private:
+    std::vector<std::string> lines;
+};
+
+// Reads text both ways; the results and the traces are the same. Gives whether it was
+// read directly.
+bool readsAsParseXml(const std::string& text) {
+    XmlClassData expected;
+    XmlClassData actual;
+    bool direct = false;
+    TraceTexts traces;
+    const bool expectedOk = xmlHandler::instance().parseXml(text, expected);
+    const std::vector<std::string> expectedTraces = traces.take();
+    EXPECT_EQ(mgmt::readConfirmXml(text, actual, &direct), expectedOk) << text;
+    EXPECT_EQ(traces.take(), expectedTraces) << text;
+    EXPECT_EQ(actual.version, expected.version) << text;
+    EXPECT_EQ(actual.ldn, expected.ldn) << text;
+    EXPECT_EQ(actual.kind, expected.kind) << text;
+    EXPECT_EQ(actual.actionName, expected.actionName) << text;
+    EXPECT_EQ(actual.faultName, expected.faultName) << text;
+    EXPECT_EQ(actual.attributeCount, expected.attributeCount) << text;
+    EXPECT_EQ(actual.attributes, expected.attributes) << text;
+    return direct;
+}
+
+}  // namespace
+
+TEST(ConfirmXml, the_node_documents_are_read_directly_with_the_record_of_parseXml) {
+    for (const std::string& text : nodeDocuments()) {
+        EXPECT_TRUE(readsAsParseXml(text)) << text;
+    }
+    XmlClassData record;
+    ASSERT_TRUE(mgmt::readConfirmXml(nodeDocuments().front(), record));
+    ASSERT_EQ(record.attributes.size(), 7u);
+    EXPECT_EQ(record.attributes[1].value, "a&b<c>\"d'e & <");
+    EXPECT_EQ(record.attributes[4].name, "band&s");
+}
+
+TEST(ConfirmXml, corrupted_documents_read_as_parseXml_reads_them) {
+    const std::string replacements[] = {" ", "<", ">",  "&",    "\"",   "/",
+                                        "=", "x", "\t", "\x01", "\xc3", std::string(1, '\0')};
+    int direct = 0;
+    int other = 0;
+    for (const std::string& text : nodeDocuments()) {
+        for (std::size_t at = 0; at < text.size(); ++at) {
+            std::vector<std::string> variants = {text.substr(0, at),
+                                                 text.substr(0, at) + text.substr(at + 1)};
+            for (const std::string& c : replacements) {
+                variants.push_back(text.substr(0, at) + c + text.substr(at + 1));
+            }
+            for (const std::string& variant : variants) {
+                (readsAsParseXml(variant) ? direct : other) += 1;
+            }
+        }
+    }
+    for (const char* text : {"<mim version=\"1\" version=\"2\"><class ldn=\"x\"/></mim>",
+                             "<mim><class ldn=\"a&b\"/></mim>", "<mim><class ldn=\"x\"/></mim><x/>",
+                             "<mim><class ldn=\"x\"><foo/></class></mim>"}) {
+        readsAsParseXml(kDeclaration + text);
+    }
+    // Both ways were taken: variants in the node's form and ones left to parseXml.
+    EXPECT_GT(direct, 0);
+    EXPECT_GT(other, 0);
+}
