@@ -53,6 +53,12 @@ bool xmlHandler::isDerivedType(const std::string& type) {
 // Reads the attribute elements from first on, through its siblings, into record.
 // False, with the trace, at the first element that is no attribute.
 static bool readAttributes(xmlHandler& handler, const TiXmlElement* first, XmlClassData& record) {
+    std::size_t elements = 0;
+    for (const TiXmlElement* element = first; element != nullptr;
+         element = element->NextSiblingElement()) {
+        ++elements;
+    }
+    record.attributes.reserve(record.attributes.size() + elements);
     for (const TiXmlElement* element = first; element != nullptr;
          element = element->NextSiblingElement()) {
         const char* tag = element->Value();
