@@ -35,8 +35,7 @@ class RmciClientHandler {
 /// Makes the RMCI client of an owner; null when none can be made.
 using RmciClientFactory = std::function<RmciClientHandler*(RmciRftiClientHandlerOwner*)>;
 
-/// The factory of this build. The RMCI client's implementation is not part of it: it
-/// traces so at level 1 and gives null, which fails the action that needs it.
+/// The factory of this build: makes an RmciClientHandlerImpl for the owner.
 RmciClientHandler* defaultRmciClientFactory(RmciRftiClientHandlerOwner* owner);
 
 #endif  // RMCI_CLIENT_HANDLER_H

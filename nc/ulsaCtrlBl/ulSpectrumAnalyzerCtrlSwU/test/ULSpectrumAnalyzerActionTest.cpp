@@ -141,8 +141,10 @@ TEST_F(AnalyzerTest, badPortsAndMissingParametersFailTheAction) {
     }
     EXPECT_TRUE(m_trace.has("Invalid RfPort Id(I), the valid number is from 'A 'to 'F' ", 0));
 
-    // Without a client of this build the start fails at once.
-    RmciClientFactory none = defaultRmciClientFactory;
+    // A factory that can make no client fails the start at once.
+    RmciClientFactory none = [](RmciRftiClientHandlerOwner*) -> RmciClientHandler* {
+        return nullptr;
+    };
     m_analyzer->swapRmciFactory(none);
     m_trace.clear();
     act("startUlsaSampling", {});
