@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # All tests: installs what is missing, builds, runs the suite, builds the whole tree
 # once more in release mode, then runs the suite again built with the address and
-# undefined-behaviour sanitizers.
+# undefined-behaviour sanitizers. In CI (CI=true) every fuzz target then runs for a
+# while (scripts/fuzz.sh, FUZZ_SECONDS each).
 #   ULSA_STRESS=1   also runs the slow stress tests (label "stress")
 #   ULSA_NO_RELEASE=1   skips the release build
 #   ULSA_NO_SANITIZE=1   skips the sanitizer build
+#   ULSA_FUZZ=1 / 0   runs the fuzz targets outside CI too / not even in CI
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -25,4 +27,8 @@ fi
 if [ "${ULSA_NO_SANITIZE:-0}" != 1 ]; then
   bash scripts/build.sh build-asan -DULSA_SANITIZE=address,undefined -DULSA_BENCH=OFF
   (cd build-asan && ctest --output-on-failure -j "$(nproc)" "${exclude[@]}")
+fi
+
+if [ "${ULSA_FUZZ:-$([ "${CI:-}" = true ] && echo 1 || echo 0)}" = 1 ]; then
+  bash scripts/fuzz.sh
 fi
