@@ -20,6 +20,9 @@ struct FileTransferConfig {
     uint16_t defaultPort = 21;           // for an ipAddress without a port
     uint32_t connectTimeoutMs = 10000;   // to reach the FTP server
     uint32_t responseTimeoutMs = 30000;  // the longest wait for one answer of the server
+    /// Refuses every server address but a loopback one (127.0.0.0/8, ::1, localhost)
+    /// before any lookup or connect: for fuzzing, where the inputs name the addresses.
+    bool loopbackOnly = false;
 };
 
 /// Creates and starts the service process "TARVO_RFAI", which publishes its name

@@ -136,6 +136,7 @@ class FileTransferState {
         m_settings.defaultPort = config.defaultPort;
         m_settings.connectTimeoutMs = config.connectTimeoutMs;
         m_settings.responseTimeoutMs = config.responseTimeoutMs;
+        m_settings.loopbackOnly = config.loopbackOnly;
     }
     // The workers end by their attach to the service.
     ~FileTransferState() { DynTraceHandler::deregisterTraceObject(m_trace); }

@@ -31,6 +31,26 @@ FtpOutcome failure(uint32_t faultCode, const std::string& info) {
     return FtpOutcome{false, faultCode, cut(info)};
 }
 
+// Whether a host (as splitAddress gives it) names this machine's loopback interface:
+// "localhost", a dotted IPv4 address in 127.0.0.0/8, or [::1]. Nothing is looked up.
+bool isLoopbackHost(const std::string& host) {
+    if (host == "localhost" || host == "[::1]") {
+        return true;
+    }
+    if (host.compare(0, 4, "127.") != 0) {
+        return false;
+    }
+    int dots = 0;
+    for (char c : host) {
+        if (c == '.') {
+            ++dots;
+        } else if (c < '0' || c > '9') {
+            return false;
+        }
+    }
+    return dots == 3;
+}
+
 // Host and port of an address text; false when it is empty or malformed.
 bool splitAddress(const std::string& address, uint16_t defaultPort, std::string& host,
                   unsigned long& port) {
@@ -206,6 +226,9 @@ FtpOutcome FtpSession::connect(const std::string& address, const std::string& us
     impl.close();
     if (!splitAddress(address, impl.settings.defaultPort, impl.host, impl.port)) {
         return failure(kFaultBadAddress, "Bad address \"" + address + "\"");
+    }
+    if (impl.settings.loopbackOnly && !isLoopbackHost(impl.host)) {
+        return failure(kFaultBadAddress, "Not a loopback address \"" + address + "\"");
     }
     impl.username = username;
     impl.password = password;

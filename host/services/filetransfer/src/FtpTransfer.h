@@ -36,6 +36,7 @@ struct FtpSettings {
     uint16_t defaultPort = 21;           // for an address without a port
     uint32_t connectTimeoutMs = 10000;   // to set up the connection
     uint32_t responseTimeoutMs = 30000;  // the longest wait for one answer of the server
+    bool loopbackOnly = false;           // refuse any host but a loopback one
 };
 
 /// Prepares libcurl for threads; call once before the first session (idempotent).

@@ -63,12 +63,13 @@ class FileTransferService : public ::testing::Test {
     }
 
     template <class Body>
-    void run(Body body) {
+    void run(Body body, bool loopbackOnly = false) {
         runWithTimeLimit(std::chrono::seconds(60), [&] {
             ose_adopt_thread("rfaiTestClient");
             hostns::startNameServer();
             hostftp::FileTransferConfig config;
             config.responseTimeoutMs = 20000;
+            config.loopbackOnly = loopbackOnly;
             m_service = hostftp::startFileTransferService(config);
             body();
             ose_leave_thread();
@@ -241,6 +242,25 @@ TEST_F(FileTransferService, theSignalLoopAnswersWhileAWorkerWaitsForAServer) {
         EXPECT_NE(failed.as<rfai::ResultCfm>().result, rfai::kResultSuccess);
         EXPECT_NE(failed.as<rfai::ResultCfm>().faultCode, 0u);
     });
+}
+
+TEST_F(FileTransferService, aLoopbackOnlyServiceRefusesEveryOtherAddressBeforeConnecting) {
+    run(
+        [&] {
+            initService(rfai::kProtocolVersion);
+            ASSERT_TRUE(next(OSA_RFAI_INIT_SERVICE_CFM));
+            for (const char* address :
+                 {"192.0.2.1", "10.0.0.1:21", "127.0.0.1.example", "[2001:db8::1]"}) {
+                connectTo(address, kPassword);
+                const std::string answer = confirmation(OSA_RFAI_CONNECT_CFM, 2000);
+                EXPECT_NE(answer.find("Not a loopback address"), std::string::npos) << answer;
+            }
+            // A loopback server is still reached.
+            connectTo(m_ftp.address(), kPassword);
+            EXPECT_EQ(confirmation(OSA_RFAI_CONNECT_CFM),
+                      "1/0/Connected to 127.0.0.1:" + std::to_string(m_ftp.port()));
+        },
+        true);
 }
 
 }  // namespace
