@@ -5,6 +5,7 @@
 #   figure fuzz_<target>_crashes <n>
 # and exits 1 when any target found a crash (its input is in <build>/crashes/<target>/).
 #   FUZZ_SECONDS=30      the time per target
+#   FUZZ_SEED=1          libFuzzer's seed: a run repeats the inputs of the last one
 #   FUZZ_TARGETS="a b"   only these targets (names without fuzz_)
 #   FUZZ_BUILD=build-fuzz   the build folder
 set -euo pipefail
@@ -12,6 +13,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 
 seconds=${FUZZ_SECONDS:-30}
+seed=${FUZZ_SEED:-1}
 build=$(realpath -m "${FUZZ_BUILD:-build-fuzz}")
 
 if ! command -v clang++-14 >/dev/null || ! dpkg -s libclang-rt-14-dev >/dev/null 2>&1; then
@@ -39,7 +41,7 @@ for target in $targets; do
   set +e
   # New inputs go to the run's corpus in the build folder (the first folder); the
   # seeds in the repository are only read.
-  (cd "$work" && "$build/fuzz_$target" -max_total_time="$seconds" -timeout=30 \
+  (cd "$work" && "$build/fuzz_$target" -max_total_time="$seconds" -seed="$seed" -timeout=30 \
       -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$crashes/" \
       corpus "$root/fuzz/corpus/$target") >"$work/log" 2>&1
   rc=$?
