@@ -187,7 +187,9 @@ bool LinkCore::onFrame(wire::FrameType type, const uint8_t* payload, uint32_t le
         case wire::FrameType::Ping:
             return true;
         case wire::FrameType::HuntRequest: {
-            if (length == 0 || length > wire::kMaxName) {
+            // A NUL inside would cut the name short, down to an empty one.
+            if (length == 0 || length > wire::kMaxName ||
+                std::memchr(payload, '\0', length) != nullptr) {
                 why = "a hunt for a malformed name";
                 return false;
             }

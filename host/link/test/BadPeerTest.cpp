@@ -40,6 +40,9 @@ TEST_F(LinkTest, aPeerThatBreaksTheProtocolLosesItsLinkAndTheProcessGoesOn) {
     const uint32_t signal[] = {0x999, 0x10000, 77};  // from, to, number
     const std::vector<uint8_t> signalBytes = bytesOf(signal, sizeof signal);
     fromNobody.insert(fromNobody.end(), signalBytes.begin(), signalBytes.end());
+    std::vector<uint8_t> nulName = header(static_cast<uint32_t>(FrameType::HuntRequest), 2);
+    nulName.push_back(0);
+    nulName.push_back('x');
     const std::vector<BadFrame> cases = {
         {"garbage", {0xDE, 0xAD, 0xBE, 0xEF, 0x01, 0x02, 0x03, 0x04}, "unknown type"},
         {"an oversized frame",
@@ -47,6 +50,7 @@ TEST_F(LinkTest, aPeerThatBreaksTheProtocolLosesItsLinkAndTheProcessGoesOn) {
          "longer than any signal"},
         {"a close in the middle of a frame", halfFrame, "in the middle of a frame"},
         {"a signal from a process never announced", fromNobody, "never announced"},
+        {"a hunt for a name that a NUL cuts short", nulName, "malformed name"},
     };
     runWithTimeLimit(std::chrono::seconds(50), [&] {
         ose_adopt_thread("tester");

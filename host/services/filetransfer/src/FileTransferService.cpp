@@ -19,6 +19,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace hostftp {
@@ -167,9 +168,18 @@ class FileTransferState {
             case OSA_RFAI_TERMINATE_SERVICE_REQ:
                 terminateReq(from);
                 return;
-            case kWorkerDone:
-                workerDone(jobOf(signal), from);
+            case kWorkerDone: {
+                // Only a job this service handed to a worker is taken back: the signal
+                // carries an address, and anyone can send a signal of this number.
+                Job* job = view.size() >= 8 + sizeof(Job*) ? jobOf(signal) : nullptr;
+                if (job == nullptr || m_jobsOut.erase(job) == 0) {
+                    TRACE(m_trace, 1, "stray job answer (%u bytes) from 0x%x dropped",
+                          static_cast<unsigned>(view.size()), from);
+                    return;
+                }
+                workerDone(job, from);
                 return;
+            }
             case kClientEnded:
                 clientEnded(from);
                 return;
@@ -352,6 +362,7 @@ class FileTransferState {
     }
 
     void give(const Session& session, Job* job) {
+        m_jobsOut.insert(job);
         union SIGNAL* signal = jobSignal(kWorkerJob, job);
         send(&signal, session.worker);
     }
@@ -398,6 +409,7 @@ class FileTransferState {
     FtpSettings m_settings;
     std::map<PROCESS, Session> m_sessions;        // by client
     std::map<PROCESS, PROCESS> m_clientOfWorker;  // worker -> client
+    std::set<Job*> m_jobsOut;                     // handed to a worker, answer owed
     TraceObject* m_trace;
 };
 

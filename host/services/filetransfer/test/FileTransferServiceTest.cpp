@@ -176,6 +176,13 @@ TEST_F(FileTransferService, aSessionFollowsItsStatesAndPutsFilesFromTheNodesDisk
         connectTo(m_ftp.address(), kPassword, 300);
         EXPECT_EQ(rejection(OSA_RFAI_CONNECT_REJ), "8/Malformed connect request");
         sendHead(0x7E61FF);  // unknown: dropped, the service goes on
+        {
+            // A forged answer of a worker names an address: dropped, never deleted.
+            union SIGNAL* forged = alloc(16, 0x7E6101);
+            std::memset(reinterpret_cast<unsigned char*>(forged) + 4, 0x5A, 12);
+            send(&forged, m_service);
+            sendHead(0x7E6101);
+        }
 
         connectTo(m_ftp.address(), kPassword);
         EXPECT_EQ(confirmation(OSA_RFAI_CONNECT_CFM),
