@@ -44,7 +44,7 @@ void startNodeStandIns();
 /// A relay process: forwards what its client sends to `target` and what `target`
 /// sends to the client (the last process that sent it anything other than target).
 /// It waits at most findTimeoutMs for target, and ends when target ends.
-struct RelaySpec {
+struct RelaySetup {
     std::string name;    // the relay's own process name
     std::string target;  // the process it stands for, e.g. "node/TarvoTransaction"
     OSTIME findTimeoutMs = OS_WAIT_FOREVER;
@@ -53,7 +53,7 @@ struct RelaySpec {
 };
 
 /// Creates and starts a relay; its pid.
-PROCESS startRelay(const RelaySpec& spec);
+PROCESS startRelay(const RelaySetup& setup);
 
 }  // namespace ulsatools
 

@@ -20,10 +20,10 @@ std::mutex& registryLock() {
     return lock;
 }
 
-// Guarded by registryLock(): the spec of each relay, by its pid.
-std::map<PROCESS, RelaySpec>& registry() {
-    static std::map<PROCESS, RelaySpec> specs;
-    return specs;
+// Guarded by registryLock(): the setup of each relay, by its pid.
+std::map<PROCESS, RelaySetup>& registry() {
+    static std::map<PROCESS, RelaySetup> setups;
+    return setups;
 }
 
 SIGSELECT numberOf(union SIGNAL* signal) {
@@ -33,16 +33,16 @@ SIGSELECT numberOf(union SIGNAL* signal) {
 }
 
 OS_PROCESS(relayProcess) {
-    RelaySpec spec;
+    RelaySetup setup;
     {
         std::lock_guard<std::mutex> guard(registryLock());
-        spec = registry()[current_process()];
+        setup = registry()[current_process()];
     }
     union SIGNAL* found = alloc(sizeof(SIGSELECT), kRelayFound);
     PROCESS target = 0;
-    hunt(spec.target.c_str(), 0, &target, &found);
+    hunt(setup.target.c_str(), 0, &target, &found);
     static const SIGSELECT foundOnly[] = {1, kRelayFound};
-    union SIGNAL* answer = receive_w_tmo(spec.findTimeoutMs, const_cast<SIGSELECT*>(foundOnly));
+    union SIGNAL* answer = receive_w_tmo(setup.findTimeoutMs, const_cast<SIGSELECT*>(foundOnly));
     if (answer == nullptr)
         return;  // its clients' attaches tell them
     target = sender(&answer);
@@ -60,8 +60,8 @@ OS_PROCESS(relayProcess) {
                 free_buf(&signal);
                 return;
             }
-            if (spec.rewrite != nullptr)
-                spec.rewrite(signal, sigsize(&signal));
+            if (setup.rewrite != nullptr)
+                setup.rewrite(signal, sigsize(&signal));
             if (client != 0)
                 send(&signal, client);
             else
@@ -112,30 +112,30 @@ std::string linkToNode(hostlink::LinkEndpoint& links, const std::string& linkPat
     return "no node at " + linkPath + " (" + why + "); is ulsa-node running with that --state?";
 }
 
-PROCESS startRelay(const RelaySpec& spec) {
-    const PROCESS pid = create_process(OS_PRI_PROC, spec.name.c_str(), relayProcess, 16384, 16, 0,
+PROCESS startRelay(const RelaySetup& setup) {
+    const PROCESS pid = create_process(OS_PRI_PROC, setup.name.c_str(), relayProcess, 16384, 16, 0,
                                        0, nullptr, 0, 0);
     {
         std::lock_guard<std::mutex> guard(registryLock());
-        registry()[pid] = spec;
+        registry()[pid] = setup;
     }
     start(pid);
     return pid;
 }
 
 void startNodeStandIns() {
-    RelaySpec service;
+    RelaySetup service;
     service.name = "ulsa_mgmt_service";
     service.target = prefixed("ulSpectrumAnalyzer_main_thread");
     serviceStandIn() = startRelay(service);
 
-    RelaySpec nameServer;
+    RelaySetup nameServer;
     nameServer.name = hostns::kNameServerProcess;
     nameServer.target = prefixed(hostns::kNameServerProcess);
     nameServer.rewrite = provideThroughStandIn;
     startRelay(nameServer);
 
-    RelaySpec transactions;
+    RelaySetup transactions;
     transactions.name = "TarvoTransaction";
     transactions.target = prefixed("TarvoTransaction");
     startRelay(transactions);
