@@ -13,6 +13,7 @@
 #include "ulsaCtrlTrace.h"
 #include "ulsaTriggerTime.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -21,12 +22,14 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
 // The conversion mode of this load module: signals stay as they are.
 constexpr int kEndianMode = 1;
 constexpr mode_t kFolderMode = 493;  // 0755
+constexpr std::size_t kChecksumChunk = 65536;  // bytes read at a time for the checksum
 
 const char* const kServerSuffix = "/RftServer";
 const char* const kPhantomName = "RFT_PHANTOM";
@@ -618,16 +621,23 @@ bool RftiClientHandlerImpl::checksumOk() {
         removeFile();
         return false;
     }
-    // fileSize reads, past the end too: each read past it adds EOF (-1). Once the end
-    // is reached the rest is added in one step, with the same wrap-around.
+    // fileSize reads of one byte each, past the end too: each read past it adds EOF
+    // (-1). The bytes are read in chunks, which sums the same bytes as a read of one at
+    // a time; once the end is reached the rest is added in one step, with the same
+    // wrap-around.
     uint32_t sum = 0;
     uint32_t reads = 0;
-    for (; reads < fileSize; ++reads) {
-        const int c = std::fgetc(file);
-        if (c == EOF) {
+    std::vector<unsigned char> chunk(kChecksumChunk);
+    while (reads < fileSize) {
+        const std::size_t want = std::min<std::size_t>(chunk.size(), fileSize - reads);
+        const std::size_t got = std::fread(chunk.data(), 1, want, file);
+        for (std::size_t i = 0; i < got; ++i) {
+            sum += chunk[i];
+        }
+        reads += static_cast<uint32_t>(got);
+        if (got < want) {
             break;
         }
-        sum += static_cast<uint32_t>(c);
     }
     sum += static_cast<uint32_t>(EOF) * (fileSize - reads);
     std::fclose(file);
