@@ -37,6 +37,9 @@ constexpr SIGSELECT kWorkerJob = 0x7E6100;     // 8: address of a Job
 constexpr SIGSELECT kWorkerDone = 0x7E6101;    // 8: address of the Job, done
 constexpr SIGSELECT kClientEnded = 0x7E6102;   // attach signal of a client
 constexpr SIGSELECT kServiceEnded = 0x7E6103;  // a worker's attach signal of its service
+// Ends a worker after its current job. It carries nothing, so a stop still queued when
+// the kernel frees the worker's signals leaves nothing behind.
+constexpr SIGSELECT kWorkerStop = 0x7E6104;
 
 // What a worker is started with.
 struct WorkerConfig {
@@ -47,7 +50,7 @@ struct WorkerConfig {
 // The fault code of a request that does not fit its own layout.
 constexpr uint32_t kFaultMalformed = 8;
 
-enum class JobKind { connect, put, disconnect, stop };
+enum class JobKind { connect, put, disconnect };
 
 struct Job {
     JobKind kind;
@@ -89,15 +92,13 @@ void runJob(FtpSession& session, Job& job) {
         case JobKind::disconnect:
             job.outcome = session.disconnect();
             break;
-        case JobKind::stop:
-            break;
     }
 }
 
 // A session's worker: the FTP session's calls, one job at a time, each sent back to
-// the service. A stop job ends the session (QUIT) and the process.
+// the service. A stop ends the session (QUIT) and the process.
 OS_PROCESS(workerMain) {
-    static const SIGSELECT jobs[] = {2, kWorkerJob, kServiceEnded};
+    static const SIGSELECT jobs[] = {3, kWorkerJob, kServiceEnded, kWorkerStop};
     std::unique_ptr<WorkerConfig> config(
         reinterpret_cast<WorkerConfig*>(get_envp(current_process(), kConfigKey)));
     FtpSession session(config->settings);
@@ -111,16 +112,11 @@ OS_PROCESS(workerMain) {
         }
         SIGSELECT sigNo = 0;
         std::memcpy(&sigNo, signal, sizeof sigNo);
-        if (sigNo == kServiceEnded) {
+        if (sigNo == kServiceEnded || sigNo == kWorkerStop) {
             free_buf(&signal);
             return;
         }
         Job* job = jobOf(signal);
-        if (job->kind == JobKind::stop) {
-            delete job;
-            free_buf(&signal);
-            return;
-        }
         runJob(session, *job);
         const PROCESS service = sender(&signal);
         free_buf(&signal);
@@ -326,8 +322,6 @@ class FileTransferState {
                 session->phase = Phase::initiated;
                 confirm(OSA_RFAI_DISCONN_CFM, session->client, outcome, false);
                 break;
-            case JobKind::stop:
-                break;
         }
     }
 
@@ -348,7 +342,7 @@ class FileTransferState {
             detach(&session.attachRef);
         }
         m_clientOfWorker.erase(session.worker);
-        union SIGNAL* stop = jobSignal(kWorkerJob, new Job{JobKind::stop, "", "", "", "", "", {}});
+        union SIGNAL* stop = alloc(sizeof(SIGSELECT), kWorkerStop);
         send(&stop, session.worker);
     }
 
