@@ -47,6 +47,7 @@ void Connection::lose(const std::string& why) {
         }
         m_closed = true;
         m_outbox.clear();
+        m_outStart = 0;
     }
     asio::error_code ignored;
     m_socket.close(ignored);
@@ -81,7 +82,7 @@ bool Connection::write(wire::FrameType type, std::initializer_list<Part> parts) 
         return false;
     }
     std::size_t sent = 0;
-    const bool queued = !m_outbox.empty();
+    const bool queued = m_outStart != m_outbox.size();
     if (!queued) {
         msghdr msg{};
         msg.msg_iov = iov;
@@ -105,7 +106,7 @@ bool Connection::write(wire::FrameType type, std::initializer_list<Part> parts) 
         m_outbox.insert(m_outbox.end(), bytes + skip, bytes + iov[i].iov_len);
         sent -= skip;
     }
-    if (m_outbox.size() > kMaxOutbox) {
+    if (m_outbox.size() - m_outStart > kMaxOutbox) {
         loseLater("the peer takes nothing any more");
     } else if (!queued) {
         asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->awaitWritable(); });
@@ -120,19 +121,29 @@ void Connection::awaitWritable() {
                 return;  // closed: lose() has been or will be called by the reader
             }
             std::lock_guard<std::mutex> lock(self->m_writeMutex);
-            if (self->m_closed || self->m_outbox.empty()) {
+            std::vector<uint8_t>& out = self->m_outbox;
+            std::size_t& start = self->m_outStart;
+            if (self->m_closed || start == out.size()) {
                 return;
             }
-            const ssize_t n = ::send(self->m_fd, self->m_outbox.data(), self->m_outbox.size(),
+            const ssize_t n = ::send(self->m_fd, out.data() + start, out.size() - start,
                                      MSG_DONTWAIT | MSG_NOSIGNAL);
             if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) {
                 self->loseLater(std::string("cannot write: ") + std::strerror(errno));
                 return;
             }
             if (n > 0) {
-                self->m_outbox.erase(self->m_outbox.begin(), self->m_outbox.begin() + n);
+                start += static_cast<std::size_t>(n);
             }
-            if (!self->m_outbox.empty()) {
+            if (start == out.size()) {
+                out.clear();
+                start = 0;
+            } else if (start >= out.size() / 2) {
+                // Moves what is left once it is no more than what was taken.
+                out.erase(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(start));
+                start = 0;
+            }
+            if (start != out.size()) {
                 self->awaitWritable();
             }
         });

@@ -68,7 +68,8 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     // Guarded by m_writeMutex. Closing happens under it, so that no writer uses the
     // descriptor after that.
     bool m_closed = false;
-    std::vector<uint8_t> m_outbox;  // bytes the socket has not taken yet, in order
+    std::vector<uint8_t> m_outbox;  // from m_outStart: bytes the socket has not taken yet, in order
+    std::size_t m_outStart = 0;     // what the socket took is dropped in bulk, not byte by byte
 };
 
 }  // namespace hostlink
