@@ -8,9 +8,13 @@
 // flips between cheap and dear wake-ups.
 //
 // A link's round trip wakes four threads (the socket thread and the process on each
-// side) where the bare one wakes two. `link_bench --apart` puts the two processes on
-// vCPUs 0 and 1 (each side's socket thread and process share one) and prints the ratio
-// as link_round_trip_ratio_apart, to tell placement from the cost of the path.
+// side) where the bare one wakes two. A third reference, interleaved with the other
+// two, is the bare ping-pong with a reader thread on each side that hands every message
+// to the thread that answers or waits: the link's design without the link, so that
+// link_round_trip_ratio_to_handoff is what the link's own path adds. `link_bench
+// --apart` puts the two processes on vCPUs 0 and 1 (each side's socket thread and
+// process share one) and prints the ratio as link_round_trip_ratio_apart, to tell
+// placement from the cost of the path.
 #include "LinkEndpoint.h"
 #include "ose.h"
 #include "oseHost.h"
@@ -25,6 +29,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -37,6 +42,10 @@ namespace linkbench {
 bool socketPair(int fds[2]);
 void echoUntilClosed(int fd, std::size_t size);
 bool pingPong(int fd, std::size_t size, int count);
+class HandOff;
+std::shared_ptr<HandOff> startHandOff(int fd, std::size_t size);
+bool handOffPingPong(HandOff& side, int count);
+void handOffEchoUntilClosed(int fd, std::size_t size);
 }  // namespace linkbench
 
 namespace {
@@ -72,9 +81,11 @@ OS_PROCESS(echo) {
     }
 }
 
-// The second process: a bare echo on its end of the pair, a kernel echo behind a link.
-[[noreturn]] void peer(int fd, const std::string& path) {
+// The second process: a bare echo and one behind a hand-off on their ends of the pairs,
+// a kernel echo behind a link.
+[[noreturn]] void peer(int fd, int handOffFd, const std::string& path) {
     std::thread bare([fd] { linkbench::echoUntilClosed(fd, kSignalSize); });
+    std::thread handOff([handOffFd] { linkbench::handOffEchoUntilClosed(handOffFd, kSignalSize); });
     start(create_process(OS_PRI_PROC, "echo", &echo, 0, 16, 0, 0, nullptr, 0, 0));
     hostlink::LinkEndpoint endpoint;
     hostlink::ConnectConfig config;
@@ -91,7 +102,8 @@ OS_PROCESS(echo) {
     if (!error.empty()) {
         std::fprintf(stderr, "link_bench peer: %s\n", error.c_str());
     }
-    bare.join();  // until the measuring process closes its end
+    bare.join();  // until the measuring process closes its ends
+    handOff.join();
     endpoint.close();
     std::_Exit(0);
 }
@@ -116,6 +128,15 @@ double bareBatch(int fd) {
     return std::chrono::duration<double>(Clock::now() - t0).count() / kRoundTripsPerBatch;
 }
 
+double handOffBatch(linkbench::HandOff& side) {
+    const auto t0 = Clock::now();
+    if (!linkbench::handOffPingPong(side, kRoundTripsPerBatch)) {
+        std::fprintf(stderr, "link_bench: the hand-off echo is gone\n");
+        std::exit(1);
+    }
+    return std::chrono::duration<double>(Clock::now() - t0).count() / kRoundTripsPerBatch;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -126,7 +147,8 @@ int main(int argc, char** argv) {
     }
     const std::string path = std::string(folder) + "/link";
     int fds[2];
-    if (!linkbench::socketPair(fds)) {
+    int handOffFds[2];
+    if (!linkbench::socketPair(fds) || !linkbench::socketPair(handOffFds)) {
         return 1;
     }
     // Before any thread exists here: the child starts clean.
@@ -136,9 +158,11 @@ int main(int argc, char** argv) {
             pinTo(1);
         }
         ::close(fds[0]);
-        peer(fds[1], path);
+        ::close(handOffFds[0]);
+        peer(fds[1], handOffFds[1], path);
     }
     ::close(fds[1]);
+    ::close(handOffFds[1]);
     if (apart) {
         pinTo(0);
     }
@@ -164,25 +188,32 @@ int main(int argc, char** argv) {
     }
     echoPhantom = sender(&found);
     free_buf(&found);
+    std::shared_ptr<linkbench::HandOff> handOffSide =
+        linkbench::startHandOff(handOffFds[0], kSignalSize);
 
-    for (int i = 0; i < 20; ++i) {  // warm up both
+    for (int i = 0; i < 20; ++i) {  // warm up all three
         linkBatch(echoPhantom);
+        handOffBatch(*handOffSide);
         bareBatch(fds[0]);
     }
-    std::vector<double> link, bare, neighbours;
+    std::vector<double> link, bare, handOff, neighbours;
     for (int b = 0; b < kBatches; ++b) {
         double l, r;
         if (b % 2 == 0) {
             l = linkBatch(echoPhantom);
+            handOff.push_back(handOffBatch(*handOffSide));
             r = bareBatch(fds[0]);
         } else {
             r = bareBatch(fds[0]);
+            handOff.push_back(handOffBatch(*handOffSide));
             l = linkBatch(echoPhantom);
         }
         link.push_back(l);
         bare.push_back(r);
         neighbours.push_back(l / r);
     }
+    handOffSide.reset();  // shuts its socket down: the peer's hand-off echo ends
+    ::close(handOffFds[0]);
     ::close(fds[0]);
     ose_leave_thread();
     endpoint.close();
@@ -192,6 +223,9 @@ int main(int argc, char** argv) {
 
     std::printf("link_round_trip_us_median %.2f\n", median(link) * 1e6);
     std::printf("bare_socket_round_trip_us_median %.2f\n", median(bare) * 1e6);
+    std::printf("handoff_socket_round_trip_us_median %.2f\n", median(handOff) * 1e6);
+    std::printf("handoff_round_trip_ratio %.3f\n", median(handOff) / median(bare));
+    std::printf("link_round_trip_ratio_to_handoff %.3f\n", median(link) / median(handOff));
     std::printf("link_round_trip_ratio_of_neighbours %.3f\n", median(neighbours));
     std::printf("%s %.3f\n", apart ? "link_round_trip_ratio_apart" : "figure link_round_trip_ratio",
                 median(link) / median(bare));
