@@ -10,7 +10,6 @@
 // and a supervision's time-out in that state. A bad answer must end as the client
 // defines it (a dropped signal with a trace, or a failure given to its owner), and no
 // block may be read outside its signal nor written past what it carries.
-#include "ImaFacade.h"
 #include "RadioClientFuzz.h"
 #include "RftiClientHandlerImpl.h"
 #include "attrReadService.h"
@@ -24,7 +23,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <vector>
 
 namespace {
 
