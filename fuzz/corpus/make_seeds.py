@@ -61,6 +61,43 @@ write("radio_signals", {
     "server_ind": w(ULSA_RMCI_SERVER_HUNT_IND) + text("RMCI_SERVER", 104),
 })
 
+# ---- rmci_client, rfti_client: answers to a waiting client --------------------------
+# The client word (the second word) counts from the client's own: 0 is the client's.
+RMCI_CONN_ESTABLISH_CFM, RMCI_CONFIG_REJ = 0x1706A01, 0x1706A22
+RMCI_MEASURE_IND, RMCI_MEASURE_STOP_CFM = 0x1706A33, 0x1706A41
+KGM_IW_USI_CONN_ESTABLISH_REJ = 0x1742B02
+ULSA_RFTI_SERVER_HUNT_IND = 0x1714402
+RFTI_CONN_ESTABLISH_REJ, RFTI_GET_CAPABILITIES_CFM = 0x1706B02, 0x1706B11
+RFTI_GET_RESULT_CFM, RFTI_GET_RESULT_REJ = 0x1706B21, 0x1706B22
+
+
+def file_byte(at):
+    return (at * 7 + 1) & 0xFF
+
+
+write("rmci_client", {
+    "usi_rej": w(KGM_IW_USI_CONN_ESTABLISH_REJ, 0, 0, 2),
+    "unit_info": w(KGM_IW_USI_UNIT_INFO_UPDATE_IND, 0, 1, 0, 1) + bytes(64) + text("FUZZ-link"),
+    "hunt": w(ULSA_RMCI_SERVER_HUNT_IND) + text("FUZZ-link/RmcServer", 104),
+    "connected": w(RMCI_CONN_ESTABLISH_CFM, 0, 7),
+    # A spectrum record is 60 bytes apart from the next, as the conversion walks them.
+    "capabilities": w(RMCI_GET_CAPABILITIES_CFM, 0, 7) + h(2, 0) + h(1, 60) + w(1) + entry +
+                    bytes(8) + record2,
+    "config_rej": w(RMCI_CONFIG_REJ, 0, 7) + h(4, 0) + text("bad band"),
+    "measure_ind": w(RMCI_MEASURE_IND, 0, 7, 1, 5),
+    "stop_cfm": w(RMCI_MEASURE_STOP_CFM, 0, 7),
+})
+write("rfti_client", {
+    "hunt": w(ULSA_RFTI_SERVER_HUNT_IND) + text("FUZZ-link/RftServer", 104),
+    "conn_rej": w(RFTI_CONN_ESTABLISH_REJ, 0, 0) + h(1, 0) + h(3, 0) + text("refused"),
+    "capabilities": w(RFTI_GET_CAPABILITIES_CFM, 0, 7) + h(0, 0, 0, 0) + w(64),
+    "description": w(RFTI_GET_RESULT_CFM, 0, 7, 160, 64, 3,
+                     sum(file_byte(i) for i in range(160))),
+    "result_rej": w(RFTI_GET_RESULT_REJ, 0, 7) + h(5, 0) + text("no such file"),
+    "block2": w(RFTI_GET_RESULT_DATA, 0, 7, 2) + bytes(file_byte(64 + i) for i in range(64)),
+    "last_block": w(RFTI_GET_RESULT_DATA, 0, 7, 3) + bytes(file_byte(128 + i) for i in range(32)),
+})
+
 # ---- maofro_request: create, get, set, delete and action requests ------------------
 MAO_FRO_CREATE_REQ, MAO_FRO_DELETE_REQ, MAO_FRO_GET_REQ = 0xB0061, 0xB0063, 0xB0065
 MAO_FRO_SET_REQ, MAO_FRO_ACTION_REQ = 0xB0067, 0xB0077

@@ -15,8 +15,6 @@ constexpr SIGSELECT kHuntDone = 0x4C4B0002;      // the hunt signal: name found,
 constexpr SIGSELECT kWatchCommand = 0x4C4B0003;  // from an outlet: the peer knows pid now
 constexpr SIGSELECT kKnownEnded = 0x4C4B0004;    // the attach signal: a known process ended
 
-constexpr const char* kCoreEnv = "hostlink.core";
-
 struct NameSig {
     SIGSELECT sigNo;
     char name[1];  // NUL-terminated, as long as the buffer
@@ -45,6 +43,13 @@ std::unordered_map<std::string, LinkCore*>& links() {
     static std::unordered_map<std::string, LinkCore*> byName;
     return byName;
 }
+// Guarded by g_mutex: the core of each link's process, from begin() until the link is
+// lost. The process looks itself up here as it starts: a link lost before that has
+// killed it and taken it out, and it ends without touching its core.
+std::unordered_map<PROCESS, LinkCore*>& coresByProcess() {
+    static std::unordered_map<PROCESS, LinkCore*> byProcess;
+    return byProcess;
+}
 // Every core ever made, never freed (see LinkCore.h); reachable, so no leak to report.
 std::vector<LinkCore*>* g_cores = new std::vector<LinkCore*>;
 
@@ -72,8 +77,17 @@ void requestWaitingHunt(void* context, const char* path) {
 }
 
 OS_PROCESS(linkEntry) {
-    auto* core = reinterpret_cast<LinkCore*>(get_envp(current_process(), kCoreEnv));
-    core->run();
+    LinkCore* core = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        auto it = coresByProcess().find(current_process());
+        if (it != coresByProcess().end()) {
+            core = it->second;
+        }
+    }
+    if (core != nullptr) {
+        core->run();
+    }
 }
 
 const SIGSELECT kAnySignal[] = {0};
@@ -121,7 +135,10 @@ void LinkCore::begin(std::shared_ptr<FrameSink> sink) {
     const std::string processName = "link:" + m_name;
     const PROCESS pid =
         create_process(OS_PRI_PROC, processName.c_str(), &linkEntry, 0, 16, 0, 0, nullptr, 0, 0);
-    set_envp(pid, kCoreEnv, reinterpret_cast<OSADDRESS>(this));
+    {
+        std::lock_guard<std::mutex> lock(g_mutex);
+        coresByProcess()[pid] = this;
+    }
     m_process.store(pid);
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -139,6 +156,7 @@ void LinkCore::lost() {
         if (it != links().end() && it->second == this) {
             links().erase(it);
         }
+        coresByProcess().erase(m_process.load());
     }
     std::shared_ptr<FrameSink> sink;
     {

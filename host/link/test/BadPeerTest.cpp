@@ -107,4 +107,24 @@ TEST_F(LinkTest, aPeerThatBreaksTheProtocolLosesItsLinkAndTheProcessGoesOn) {
     EXPECT_TRUE(good.answered());
 }
 
+// A link lost at once as it comes up (a garbage frame right behind the hello) kills its
+// process while that may just be starting: the process must end quietly, with no kernel
+// error. The moment is a matter of the threads' timing, so many links come and go.
+TEST_F(LinkTest, linksLostAsTheyComeUpLeaveNoKernelErrorAndTheListenerGoesOn) {
+    ASSERT_EQ(endpoint->listen(unixListener()), "");
+    const std::vector<uint8_t> garbage = {0xDE, 0xAD, 0xBE, 0xEF, 0x01, 0x02, 0x03, 0x04};
+    for (int i = 0; i < 300; ++i) {
+        RawPeer peer;
+        ASSERT_TRUE(peer.connect(socketPath));
+        ASSERT_TRUE(peer.hello("gone" + std::to_string(i)));
+        ASSERT_TRUE(peer.write(garbage));
+        ASSERT_TRUE(peer.closedByPeer());
+    }
+    EXPECT_TRUE(logged("link gone299 lost: the peer sent a frame of unknown type"));
+    RawPeer good;
+    ASSERT_TRUE(good.connect(socketPath));
+    ASSERT_TRUE(good.hello("good"));
+    EXPECT_TRUE(good.answered());
+}
+
 }  // namespace

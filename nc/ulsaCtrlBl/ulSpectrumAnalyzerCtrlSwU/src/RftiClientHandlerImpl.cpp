@@ -500,11 +500,14 @@ void RftiClientHandlerImpl::handleResultData(union SIGNAL* signal, OSBUFSIZE siz
             fail(0, 8, "Failed to create folder for sampling file");
             return;
         }
+        // Without the node's name the failure is given already, and the owner may have
+        // deleted this client with it: nothing of it is touched then.
         const std::shared_ptr<bool> living = alive;
-        fileName = buildFileName();
-        if (!*living) {
+        std::string name = buildFileName();
+        if (!*living || name.empty()) {
             return;
         }
+        fileName = std::move(name);
         file = std::fopen(fileName.c_str(), "w+");
         if (file == nullptr) {
             ULSA_TRACE(1, "Failed to create a sampling file: %s", std::strerror(errno));

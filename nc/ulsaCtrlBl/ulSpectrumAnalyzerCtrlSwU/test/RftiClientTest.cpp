@@ -533,6 +533,7 @@ TEST_F(RftiClientTest, signalsThatDoNotFitNeverLeadPastABlockOrAFile) {
         std::vector<Block> blocks;  // the first answers the request, each next an ACK
         OSTIME wait;
         Calls result;
+        bool named = true;  // false: the node's name has not come when the first block does
     } rows[] = {
         {"a block shorter than its head",
          200,
@@ -583,6 +584,16 @@ TEST_F(RftiClientTest, signalsThatDoNotFitNeverLeadPastABlockOrAFile) {
          {{1, 100, false}},
          0,
          {"setInfoFromError 0x0 8", "actionFailed Failed to write to sampling file"}},
+        {"a first block before the node's name",
+         200,
+         100,
+         2,
+         {{1, 100, false}},
+         0,
+         {"setInfoFromError 0x0 8",
+          "actionFailed Failed to retrieve ManagedElement=1,EquipmentSupportFunction=1 "
+          "attribute fullDistinguishedName"},
+         false},
     };
     run([&] {
         static struct OS_redir_entry toTest[1] = {{1, 0}};
@@ -655,6 +666,10 @@ TEST_F(RftiClientTest, signalsThatDoNotFitNeverLeadPastABlockOrAFile) {
                 free_buf(&signal);
                 return true;
             };
+            if (!row.named) {  // the read of the node's name waits for a service to come
+                hostima::stopAttrReadService(m_attributes);
+                ASSERT_TRUE(ose_wait_ended(m_attributes, 5000));
+            }
             startClient(owner, "FAKE");
             owner.calls.clear();
             owner.client->getResult(1, row.blockSize);
@@ -665,6 +680,9 @@ TEST_F(RftiClientTest, signalsThatDoNotFitNeverLeadPastABlockOrAFile) {
             EXPECT_EQ(owner.calls, row.result);
             EXPECT_EQ(owner.client, nullptr);
             EXPECT_TRUE(folderGone());
+            if (!row.named) {
+                m_attributes = hostima::startAttrReadService();
+            }
         }
         m_intercept = nullptr;
         kill_proc(fake);
