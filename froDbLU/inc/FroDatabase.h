@@ -20,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct TarvoDbHandles;
@@ -57,6 +58,13 @@ class FroDatabase : public DbiAPI {
     /// Whether the database connection stands.
     bool isConnected() const { return connected; }
 
+    /// A fRO as the last retrieveFROs read it, when nothing has been written, created,
+    /// dropped or closed through this instance since: the restore reads each listed fRO
+    /// again and gets the same row. Any other fRO, or one asked for a second time, is
+    /// read with retrieveFRO.
+    bool retrieveListedFRO(uint32_t froId, uint32_t froType, std::string& ldn,
+                           Attributes& attributes);
+
   private:
     class ColumnReader;
     using RowHandler = std::function<DbiReturn(ColumnReader&)>;
@@ -89,6 +97,7 @@ class FroDatabase : public DbiAPI {
     void sendUpdate(uint32_t transactionId, const std::string& sql);
     std::string valueText(const Attribute& attribute) const;
     void* statement() const;
+    void forgetListedFros();
 
     bool firstOpen;
     std::vector<uint32_t> bufferedFroTypes;
@@ -98,6 +107,13 @@ class FroDatabase : public DbiAPI {
     std::map<uint32_t, bool> scratchFroTypes;
     bool connected;
     TraceHandle traceObject;
+
+    // What retrieveFROs read of each fRO, by type and id, until anything changes.
+    struct ListedFro {
+        std::string ldn;
+        Attributes attributes;
+    };
+    std::map<std::pair<uint32_t, uint32_t>, ListedFro> listedFros;
 
     static std::string froVersionsTableName;
     static std::string froAttributesTableName;

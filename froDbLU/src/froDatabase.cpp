@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <set>
 
 namespace {
@@ -28,7 +29,8 @@ constexpr SIGSELECT kDbEventSig = 0x504F4C59;
 constexpr SIGSELECT kSubscribedSignals[] = {kTransServerDownInd, kTransCreateRsp, kTransCommitRsp,
                                             kTransRollbackRsp, kDbEventSig};
 
-// Text columns are read into a buffer of this size, allocated per fetch.
+// Text columns are read into a buffer of this size, allocated per fetch at its first text
+// column and not cleared: the driver ends what it writes with a NUL.
 constexpr std::size_t kTextBufferSize = 49152;
 constexpr TarvoSqlLen kTextReadLength = 0xC000;
 // Where the transaction id stands in the commit and rollback indications.
@@ -106,18 +108,18 @@ const std::string FroDatabase::varcharColumnType = "varchar(0)";
 class FroDatabase::ColumnReader {
   public:
     ColumnReader(FroDatabase& owner, const char* fetchName, const char* readFailurePrefix)
-        : m_owner(owner),
-          m_fetchName(fetchName),
-          m_readFailurePrefix(readFailurePrefix),
-          m_buffer(kTextBufferSize) {}
+        : m_owner(owner), m_fetchName(fetchName), m_readFailurePrefix(readFailurePrefix) {}
 
     // A text column; NULL gives an empty text. Longer texts are read in pieces.
     DbiReturn text(TarvoSqlUSmallInt column, std::string& out) {
         out.clear();
+        if (!m_buffer) {
+            m_buffer.reset(new char[kTextBufferSize]);
+        }
         for (;;) {
             TarvoSqlLen indicator = 0;
             const TarvoSqlReturn result =
-                tarvodb::SQLGetData(m_owner.statement(), column, SQL_C_CHAR, m_buffer.data(),
+                tarvodb::SQLGetData(m_owner.statement(), column, SQL_C_CHAR, m_buffer.get(),
                                     kTextReadLength, &indicator);
             if (result == SQL_NO_DATA && !out.empty()) {
                 return DBI_OK;
@@ -128,8 +130,8 @@ class FroDatabase::ColumnReader {
             if (indicator == SQL_NULL_DATA) {
                 return DBI_OK;
             }
-            const std::size_t held = strnlen(m_buffer.data(), kTextReadLength);
-            out.append(m_buffer.data(), held);
+            const std::size_t held = strnlen(m_buffer.get(), kTextReadLength);
+            out.append(m_buffer.get(), held);
             if (result == SQL_SUCCESS || held + 1 < static_cast<std::size_t>(kTextReadLength)) {
                 return DBI_OK;
             }
@@ -167,7 +169,7 @@ class FroDatabase::ColumnReader {
     FroDatabase& m_owner;
     const char* m_fetchName;
     const char* m_readFailurePrefix;
-    std::vector<char> m_buffer;
+    std::unique_ptr<char[]> m_buffer;
 };
 
 FroDatabase* FroDatabase::instance() {
@@ -227,6 +229,7 @@ void FroDatabase::handleSignal(union SIGNAL** signal) {
         case kTransRollbackRsp:
             break;
         case kTransServerDownInd: {
+            forgetListedFros();
             bufferedFroTypes.clear();
             registeredTransactions.clear();
             const int attached = static_cast<int>(TarvoTransaction_serviceAttach_e());
@@ -275,6 +278,7 @@ void FroDatabase::handleRollbackInd(union SIGNAL* signal) {
 }
 
 void FroDatabase::initialize(const std::string& prefix, const std::vector<FroTypeEntry>& froTypes) {
+    forgetListedFros();
     tablePrefix = prefix.empty() ? std::string() : prefix + "_";
     froVersionsTableName = tablePrefix + "fro_versions";
     froAttributesTableName = tablePrefix + "fro_attributes";
@@ -340,6 +344,7 @@ void FroDatabase::open() {
 }
 
 void FroDatabase::close() {
+    forgetListedFros();
     if (!registeredTransactions.empty() || !connected) {
         return;
     }
@@ -350,6 +355,7 @@ void FroDatabase::close() {
 }
 
 void FroDatabase::reconnect() {
+    forgetListedFros();
     TarvoDb_reconnect(connection);
     connected = true;
 }
@@ -698,6 +704,7 @@ void FroDatabase::registerTransaction(uint32_t transactionId) {
 
 bool FroDatabase::saveFRO(uint32_t transactionId, uint32_t froId, uint32_t froType,
                           const std::string& ldn, const Attributes& given) {
+    forgetListedFros();
     const Attributes attributes = rowAttributes(ldn, given);
     std::string table;
     if (!getFrodataTableName(froType, table)) {
@@ -731,6 +738,7 @@ bool FroDatabase::saveFRO(uint32_t transactionId, uint32_t froId, uint32_t froTy
 }
 
 void FroDatabase::deleteFRO(uint32_t transactionId, uint32_t froId, uint32_t froType) {
+    forgetListedFros();
     std::string table;
     if (!getFrodataTableName(froType, table)) {
         return;
@@ -743,6 +751,7 @@ void FroDatabase::deleteFRO(uint32_t transactionId, uint32_t froId, uint32_t fro
 
 bool FroDatabase::saveAttributes(uint32_t transactionId, uint32_t froId, uint32_t froType,
                                  const Attributes& attributes, bool onlyPersistent) {
+    forgetListedFros();
     std::string table;
     getFrodataTableName(froType, table);
     const TableStatus status = tableStatus(table);
@@ -1000,16 +1009,35 @@ bool FroDatabase::retrieveFROs(const std::vector<uint32_t>& froTypes,
         }
     }
     for (std::size_t i = first; i < froInfos.size(); ++i) {
+        FroInfo& info = froInfos[i];
         Attributes attributes;
-        if (!retrieveFRO(froInfos[i].froId, froInfos[i].froType, froInfos[i].ldn, attributes)) {
+        if (!retrieveFRO(info.froId, info.froType, info.ldn, attributes)) {
             return false;
         }
+        listedFros[{info.froType, info.froId}] = ListedFro{info.ldn, std::move(attributes)};
     }
     return true;
 }
 
+bool FroDatabase::retrieveListedFRO(uint32_t froId, uint32_t froType, std::string& ldn,
+                                    Attributes& attributes) {
+    const auto listed = listedFros.find({froType, froId});
+    if (listed == listedFros.end()) {
+        return retrieveFRO(froId, froType, ldn, attributes);
+    }
+    ldn = std::move(listed->second.ldn);
+    attributes = std::move(listed->second.attributes);
+    listedFros.erase(listed);
+    return true;
+}
+
+void FroDatabase::forgetListedFros() {
+    listedFros.clear();
+}
+
 bool FroDatabase::sanityCheck(uint32_t transactionId) {
     TRACE(traceObject, 8, "Entering sanity check with txId %u", transactionId);
+    forgetListedFros();
     bufferedFroTypes.clear();
     bool result = true;
     const auto registered =

@@ -260,11 +260,26 @@ TEST_F(FroDatabaseOnSqlite, restart_gets_back_exactly_the_committed_fros) {
         db.initialize("", kTypes);
         db.open();
         ASSERT_TRUE(db.retrieveFROs(restored));
+        // The restore's second read of each listed fRO gives what a fresh read gives.
         for (const FroInfo& info : restored) {
+            std::string listedLdn;
             std::string ldn;
+            Attributes listed;
             attributes.emplace_back();
+            EXPECT_TRUE(db.retrieveListedFRO(info.froId, info.froType, listedLdn, listed));
             EXPECT_TRUE(db.retrieveFRO(info.froId, info.froType, ldn, attributes.back()));
+            EXPECT_EQ(listedLdn, ldn);
+            EXPECT_EQ(listed, attributes.back());
         }
+        // A write after the listing is seen: what was listed is not handed out any more.
+        std::vector<FroInfo> again;
+        ASSERT_TRUE(db.retrieveFROs(again));
+        ASSERT_TRUE(db.saveAttributes(0, 2, 1, {{"level", "U32", "42"}}, false));
+        std::string ldn;
+        Attributes changed;
+        EXPECT_TRUE(db.retrieveListedFRO(2, 1, ldn, changed));
+        EXPECT_EQ(ldn, "Top=1,Alpha=2");
+        EXPECT_EQ(valueOf(changed, "level"), "42");
         db.close();
     });
     std::vector<std::string> found;

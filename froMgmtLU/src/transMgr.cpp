@@ -549,10 +549,16 @@ bool transMgr::getMoAttributesForFRO(const fRO* primary, const fRO* secondary,
         TRACE(*trace, 8, "No primary fRO given");
         return false;
     }
-    std::vector<std::string> wanted = names;
-    fillListOfAttributeNames(primary, secondary, wanted);
+    // The caller's names, or all of the fRO's when none are given.
+    std::vector<std::string> allNames;
+    if (names.empty()) {
+        fillListOfAttributeNames(primary, secondary, allNames);
+    }
+    const std::vector<std::string>& wanted = names.empty() ? allNames : names;
     std::vector<std::string> types;
     std::vector<std::string> values;
+    types.reserve(wanted.size());
+    values.reserve(wanted.size());
     bool result = true;
     for (const std::string& name : wanted) {
         if (findAttributeAndPushBack(primary, name, types, values)) {
@@ -568,8 +574,9 @@ bool transMgr::getMoAttributesForFRO(const fRO* primary, const fRO* secondary,
         return false;  // the caller's list stays as it was
     }
     attributes.clear();
+    attributes.reserve(wanted.size());
     for (std::size_t index = 0; index < wanted.size(); ++index) {
-        attributes.emplace_back(wanted[index], types[index], values[index]);
+        attributes.emplace_back(wanted[index], std::move(types[index]), std::move(values[index]));
     }
     return true;
 }
@@ -580,10 +587,10 @@ bool transMgr::findAttributeAndPushBack(const fRO* fro, const std::string& name,
     if (!fro->hasAttribute(name)) {
         return false;
     }
-    const std::string value = fro->getAttrValue(name);
+    values.push_back(fro->getAttrValue(name));
     types.push_back(fro->getAttrType(name));
-    values.push_back(value);
-    TRACE(*trace, 8, "Retrieval of attribute %s with value: \"%s\"", name.c_str(), value.c_str());
+    TRACE(*trace, 8, "Retrieval of attribute %s with value: \"%s\"", name.c_str(),
+          values.back().c_str());
     return true;
 }
 

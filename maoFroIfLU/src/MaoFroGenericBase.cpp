@@ -452,7 +452,7 @@ void MaoFroGenericBase::handleGetReq(union SIGNAL* sig, uint32_t senderPid) {
 }
 
 void MaoFroGenericBase::handleGet(NcmiSignalData& data, uint32_t& errorCode) {
-    const std::string ldn = data.xmlData.ldn;
+    const std::string& ldn = data.xmlData.ldn;
     if (transMgr::instance().getfRO(static_cast<int32_t>(data.transactionId), ldn) == nullptr) {
         errorCode = 1;
         data.errorText = "fRO not found.";
@@ -471,13 +471,15 @@ void MaoFroGenericBase::handleGet(NcmiSignalData& data, uint32_t& errorCode) {
         TRACE(traceObject, 8, "Handle Get: Already awaiting snapshot params for fRO \"%s\". ",
               ldn.c_str());
         TRACE(traceObject, 8, "Handle Get: Handle this Get Request when the response is received.");
-        pendingGetRequests.push_back(request);
+        pendingGetRequests.push_back(std::move(request));
         return;
     }
     request.timestamp = std::time(nullptr);
-    outstandingGetRequests.push_back(request);
+    outstandingGetRequests.push_back(std::move(request));
+    // The fRO is asked with the request's names as the request holds them; not through the
+    // list of outstanding requests, which its answer may change.
     FroCtrlIf* control = dynamic_cast<FroCtrlIf*>(froMgr::instance().getFro(ldn));
-    if (control != nullptr && control->updateSnapshotParams(this, request.attributes)) {
+    if (control != nullptr && control->updateSnapshotParams(this, data.xmlData.attributes)) {
         TRACE(traceObject, 8, "Handle Get: Snapshot parameters exists for fRO \"%s\"", ldn.c_str());
         return;
     }
@@ -512,7 +514,7 @@ void MaoFroGenericBase::collectGetData(const std::string& ldn, uint32_t result,
             ++i;
             continue;
         }
-        const GetRequest request = outstandingGetRequests[i];
+        const GetRequest request = std::move(outstandingGetRequests[i]);
         outstandingGetRequests.erase(outstandingGetRequests.begin() +
                                      static_cast<std::ptrdiff_t>(i));
         std::string errorText = froErrorText;
@@ -520,6 +522,7 @@ void MaoFroGenericBase::collectGetData(const std::string& ldn, uint32_t result,
         uint32_t code = result;
         if (result == 0) {
             std::vector<std::string> names;
+            names.reserve(request.attributes.size());
             for (const Attribute& attribute : request.attributes) {
                 names.push_back(attribute.name);
             }
@@ -551,7 +554,7 @@ void MaoFroGenericBase::processPendingGetRequests(const std::string& ldn) {
             ++i;
             continue;
         }
-        GetRequest request = pendingGetRequests[i];
+        GetRequest request = std::move(pendingGetRequests[i]);
         pendingGetRequests.erase(pendingGetRequests.begin() + static_cast<std::ptrdiff_t>(i));
         if (!handlePendingGetReq(request)) {
             return;
@@ -983,27 +986,35 @@ void sendAnswerCfm(const TraceObject* trace, SIGSELECT sigNo, const char* name, 
                    uint32_t transactionId, uint32_t senderPid, const std::string& errorText,
                    const std::string& xml) {
     uint32_t attribute = kAttrErrorText;
-    std::string text = errorText;
+    // The text sent: one of the two given, or one made here (zipped, refused or cut).
+    const std::string* text = &errorText;
+    std::string made;
     if (result == 0) {
         attribute = kAttrXml;
-        text = xml;
-        if (text.size() > kMaxUnzippedXml) {
-            MaoFroGenericBase::zipAndEncode(text);
+        text = &xml;
+        if (xml.size() > kMaxUnzippedXml) {
+            made = xml;
+            MaoFroGenericBase::zipAndEncode(made);
+            text = &made;
             attribute = kAttrZippedXml;
         }
-        if (getActionCfmSize(text.size()) > OS_MAX_SIGSIZE) {
-            TRACE(trace, 1, "The answer of %zu characters does not fit in %s", text.size(), name);
+        if (getActionCfmSize(text->size()) > OS_MAX_SIGSIZE) {
+            TRACE(trace, 1, "The answer of %zu characters does not fit in %s", text->size(), name);
             result = 1;
             attribute = kAttrErrorText;
-            text = std::string("The answer is too large for ") + name;
+            made = std::string("The answer is too large for ") + name;
+            text = &made;
         }
     }
-    text = boundedText(text, getActionCfmSize(0));
-    union SIGNAL* sig = allocZeroed(getActionCfmSize(text.size()), sigNo);
+    if (text->size() > OS_MAX_SIGSIZE - getActionCfmSize(0)) {
+        made = boundedText(*text, getActionCfmSize(0));
+        text = &made;
+    }
+    union SIGNAL* sig = allocZeroed(getActionCfmSize(text->size()), sigNo);
     put32(sig, kCfmTransactionId, transactionId);
     put32(sig, kCfmResult, result);
     put32(sig, kCfmAttrCount, 1);
-    putStringAttr(sig, kCfmAttr, attribute, text);
+    putStringAttr(sig, kCfmAttr, attribute, *text);
     sendSignal(trace, sig, senderPid, name);
 }
 

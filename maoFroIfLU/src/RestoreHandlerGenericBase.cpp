@@ -80,7 +80,7 @@ void RestoreHandlerGenericBase::performRestore() {
 bool RestoreHandlerGenericBase::recreate(const FroInfo& info, FroDatabase& db) {
     std::string storedLdn;
     Attributes attributes;
-    const bool read = db.retrieveFRO(info.froId, info.froType, storedLdn, attributes);
+    const bool read = db.retrieveListedFRO(info.froId, info.froType, storedLdn, attributes);
     if (!read) {
         attributes.clear();
     }

@@ -4,6 +4,7 @@
 #include "dynTrace.h"
 #include "traceGroups.h"
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -92,7 +93,13 @@ bool TarvoDb_getName(char** name) {
         delay(tuning.settleMs);
         databaseChanged = false;
     }
-    for (uint32_t pass = 0; pass < tuning.passes; ++pass) {
+    // Passes of delayMs each, thirty minutes in all. Within a pass the name is looked
+    // at again after 1, 2, 4 ... ms: at a node's start the database is published a few
+    // milliseconds after the first caller asks, who need not sleep out a whole pass.
+    const uint64_t budgetMs = static_cast<uint64_t>(tuning.passes) * tuning.delayMs;
+    uint64_t waitedMs = 0;
+    OSTIME sliceMs = 1;
+    for (;;) {
         {
             std::lock_guard<std::mutex> guard(nameLock);
             if (databaseAvailable) {
@@ -103,7 +110,15 @@ bool TarvoDb_getName(char** name) {
                 return true;
             }
         }
-        delay(tuning.delayMs);
+        if (waitedMs >= budgetMs) {
+            break;
+        }
+        // Not 0: a budget above 0 has a delay of at least 1 ms.
+        const OSTIME step =
+            static_cast<OSTIME>(std::min<uint64_t>({sliceMs, tuning.delayMs, budgetMs - waitedMs}));
+        delay(step);
+        waitedMs += step;
+        sliceMs = sliceMs < tuning.delayMs / 2 ? sliceMs * 2 : tuning.delayMs;
     }
     if (name != nullptr) {
         *name = nullptr;

@@ -10,6 +10,8 @@
 std::string escapeXml(const std::string& text);
 /// The same; a null pointer gives an empty text.
 std::string escapeXml(const char* text);
+/// Appends text, escaped as by escapeXml, to out.
+void appendEscapedXml(const std::string& text, std::string& out);
 /// Replaces "&lt;", "&gt;", "&apos;", "&quot;" and last "&amp;" by their characters, each until
 /// none is left.
 std::string unescapeXml(const std::string& text);

@@ -19,16 +19,33 @@ void replaceAll(std::string& text, const std::string& pattern, char replacement)
 
 namespace {
 
-const char kEscaped[] = "&<>'\"";
+// Whether text holds a character that escapeXml replaces.
+bool needsEscape(const std::string& text) {
+    for (const char c : text) {
+        if (c == '&' || c == '<' || c == '>' || c == '\'' || c == '"') {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
 std::string escapeXml(const std::string& text) {
-    if (text.find_first_of(kEscaped) == std::string::npos) {
+    if (!needsEscape(text)) {
         return text;  // nothing to escape, the common case
     }
     std::string escaped;
     escaped.reserve(text.size() + text.size() / 8);
+    appendEscapedXml(text, escaped);
+    return escaped;
+}
+
+void appendEscapedXml(const std::string& text, std::string& escaped) {
+    if (!needsEscape(text)) {
+        escaped += text;  // nothing to escape, the common case
+        return;
+    }
     for (std::size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         switch (c) {
@@ -52,7 +69,6 @@ std::string escapeXml(const std::string& text) {
                 escaped += c;
         }
     }
-    return escaped;
 }
 
 std::string escapeXml(const char* text) {
@@ -60,7 +76,7 @@ std::string escapeXml(const char* text) {
         return std::string();
     }
     std::string plain(text);
-    return plain.find_first_of(kEscaped) == std::string::npos ? plain : escapeXml(plain);
+    return needsEscape(plain) ? escapeXml(plain) : plain;
 }
 
 namespace {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 namespace {
 
@@ -159,14 +160,31 @@ TEST(XmlHandler, MalformedDocumentsFail) {
         XmlClassData cut;
         EXPECT_FALSE(xmlHandler::instance().parseXml(whole.substr(0, length), cut)) << length;
     }
+    // A text that begins with the usual declaration is read as the same text behind a
+    // space (which the parser skips, declaration and all): same result, same traces.
+    const auto sameAsTheLongWay = [&traces](const std::string& text) {
+        traces.clear();
+        XmlClassData direct;
+        const bool read = xmlHandler::instance().parseXml(text, direct);
+        const std::size_t traced = traces.size();
+        XmlClassData longWay;
+        EXPECT_EQ(read, xmlHandler::instance().parseXml(" " + text, longWay)) << text;
+        EXPECT_EQ(traces.size(), 2 * traced) << text;
+        EXPECT_EQ(std::tie(direct.version, direct.ldn, direct.kind, direct.actionName,
+                           direct.faultName, direct.attributeCount, direct.attributes),
+                  std::tie(longWay.version, longWay.ldn, longWay.kind, longWay.actionName,
+                           longWay.faultName, longWay.attributeCount, longWay.attributes))
+            << text;
+    };
+    sameAsTheLongWay("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>");
+    sameAsTheLongWay("<?xml version=\"1.0\" encoding=\"UTF-8\" ?> \n");
     std::mt19937 random(7);
     for (int round = 0; round < 2000; ++round) {
         std::string mangled = whole;
         for (int n = 0; n < 3; ++n) {
             mangled[random() % mangled.size()] = static_cast<char>(random() % 256);
         }
-        XmlClassData result;
-        xmlHandler::instance().parseXml(mangled, result);
+        sameAsTheLongWay(mangled);
     }
 }
 

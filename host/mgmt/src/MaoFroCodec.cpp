@@ -67,9 +67,9 @@ std::string classOpen(const std::string& version, const FroRef& fro, std::size_t
     out.reserve(std::strlen(kDeclaration) + version.size() + fro.ldn.size() + 64 + room);
     out += kDeclaration;
     out += "<mim version=\"";
-    out += escapeXml(version);
+    appendEscapedXml(version, out);
     out += "\">\n<class ldn=\"";
-    out += escapeXml(fro.ldn);
+    appendEscapedXml(fro.ldn, out);
     out += "\">\n";
     return out;
 }
@@ -89,7 +89,7 @@ void readConfirmText(const SignalBytes& bytes, std::size_t offset, bool xmlAllow
     if (attr.attribute == kAttrErrorText) {
         confirm.errorText = attr.text;
     } else if (xmlAllowed && attr.attribute == kAttrXml) {
-        confirm.xml = attr.text;
+        confirm.xml = std::move(attr.text);
     } else if (xmlAllowed && attr.attribute == kAttrZippedXml) {
         confirm.zipped = true;
         if (!decodeAndUnzip(attr.text, confirm.xml)) {
@@ -345,7 +345,8 @@ class StrictConfirmReader {
                 return false;
             }
             ++record.attributeCount;
-            element = Element();
+            element.selfClosed = false;
+            element.count = 0;
             if (!nextChild(element, more, parent))
                 return false;
         }
@@ -633,7 +634,7 @@ std::string getXml(const std::string& version, const FroRef& fro,
     std::string out = classOpen(version, fro, room);
     for (const std::string& name : names) {
         out += "<attr name=\"";
-        out += escapeXml(name);
+        appendEscapedXml(name, out);
         out += "\"/>\n";
     }
     out += kClassClose;
