@@ -330,8 +330,7 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         uint32_t connection = 0;
         std::vector<double> transfers, references, ratios, lastHandling, toUploadStart;
         for (int i = 0; i < kTransfers; ++i) {
-            const double before =
-                referenceBatch(refPath, block, static_cast<int>(figures.blocks));
+            const double before = referenceBatch(refPath, block, static_cast<int>(figures.blocks));
             const uint32_t fileRef = measure(unit, connection, binsFor(kBigFile));
             owner.uploadStarted = false;
             const int uploads = owner.uploads;
@@ -501,8 +500,8 @@ RunFigures runBench(const ftptest::FtpTestServer& ftp, const std::string& state)
             figures.transfer.push_back(ms(whole - appeared));
             figures.upload.push_back(ms(end - whole));
             std::printf("run %d: %.2f ms (measurement %.2f, transfer %.2f, upload %.2f)\n", run,
-                        figures.total.back(), figures.measurement.back(),
-                        figures.transfer.back(), figures.upload.back());
+                        figures.total.back(), figures.measurement.back(), figures.transfer.back(),
+                        figures.upload.back());
         }
         froMgr::instance().deleteMO(kAnalyzerLdn);
         mainloop::pump();

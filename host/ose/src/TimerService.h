@@ -83,7 +83,7 @@ class TimerService {
     // The time the sleeping thread wakes by itself: max() for a wait without end, min()
     // while it is not asleep (it looks at m_due before it sleeps again).
     Clock::time_point m_sleepsUntil = Clock::time_point::min();
-    std::thread m_thread;       // started by the first request, under m_mutex
+    std::thread m_thread;  // started by the first request, under m_mutex
 };
 
 }  // namespace ose

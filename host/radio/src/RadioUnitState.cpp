@@ -549,8 +549,8 @@ void RadioUnitState::sendBlock(uint32_t connectionRef, RftConnection& connection
     const std::vector<uint8_t>& bytes = file->second.bytes;
     const std::size_t length = std::min<std::size_t>(connection.blockSize, bytes.size() - offset);
     // Every byte is written once: the fixed part, then the block straight from the file.
-    union SIGNAL* data = alloc(static_cast<OSBUFSIZE>(RftiGetResultData::dataOffset + length),
-                               RFTI_GET_RESULT_DATA);
+    union SIGNAL* data =
+        alloc(static_cast<OSBUFSIZE>(RftiGetResultData::dataOffset + length), RFTI_GET_RESULT_DATA);
     RftiGetResultData* fixed = reinterpret_cast<RftiGetResultData*>(data);
     fixed->clientRef = connection.clientRef;
     fixed->connectionRef = connectionRef;

@@ -29,7 +29,7 @@ namespace {
 
 // The conversion mode of this load module: signals stay as they are.
 constexpr int kEndianMode = 1;
-constexpr mode_t kFolderMode = 493;  // 0755
+constexpr mode_t kFolderMode = 493;            // 0755
 constexpr std::size_t kChecksumChunk = 65536;  // bytes read at a time for the checksum
 
 const char* const kServerSuffix = "/RftServer";
@@ -90,8 +90,8 @@ uint32_t byteSum(const unsigned char* bytes, std::size_t n) {
             std::memcpy(&word, bytes + i, sizeof word);
             lanes += (word & kEvenBytes) + ((word >> 8) & kEvenBytes);
         }
-        sum += (lanes & 0xFFFF) + ((lanes >> 16) & 0xFFFF) + ((lanes >> 32) & 0xFFFF) +
-               (lanes >> 48);
+        sum +=
+            (lanes & 0xFFFF) + ((lanes >> 16) & 0xFFFF) + ((lanes >> 32) & 0xFFFF) + (lanes >> 48);
     }
     for (; i < n; ++i) {
         sum += bytes[i];
