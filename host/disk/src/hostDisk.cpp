@@ -7,6 +7,7 @@
 #include "hostDisk.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
@@ -103,21 +104,44 @@ bool hostPath(const std::string& nodePath, std::string& mapped) {
 
 }  // namespace hostdisk
 
+namespace hostdisk {
+namespace {
+
+// Writes the host path of a path on the disk into out (PATH_MAX bytes), under the lock
+// but without an allocation: the sampling file is opened for every block it gets.
+// 0, or the error of a path that cannot be mapped.
+int mapInto(const char* path, char* out) {
+    const std::size_t rest = std::strlen(path) - kVolumeLength;
+    std::lock_guard<std::mutex> guard(rootLock);
+    if (rootFolder.empty()) {
+        return ENOENT;
+    }
+    if (rootFolder.size() + rest >= PATH_MAX) {
+        return ENAMETOOLONG;
+    }
+    std::memcpy(out, rootFolder.data(), rootFolder.size());
+    std::memcpy(out + rootFolder.size(), path + kVolumeLength, rest + 1);
+    return 0;
+}
+
+}  // namespace
+}  // namespace hostdisk
+
 namespace {
 
 // Runs call on the host path of path; a path on the disk without a mapping fails with
-// ENOENT and the value given for failure.
+// ENOENT, one too long for the host with ENAMETOOLONG, and the value given for failure.
 template <class Result, class Call>
 Result onHostPath(const char* path, Result failed, Call call) {
     if (!hostdisk::onDisk(path)) {
         return call(path);
     }
-    std::string mapped;
-    if (!hostdisk::hostPath(path, mapped)) {
-        errno = ENOENT;
+    char mapped[PATH_MAX];
+    if (const int error = hostdisk::mapInto(path, mapped)) {
+        errno = error;
         return failed;
     }
-    return call(mapped.c_str());
+    return call(mapped);
 }
 
 }  // namespace

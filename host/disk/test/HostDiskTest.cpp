@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
@@ -75,6 +76,11 @@ TEST_F(HostDiskTest, pathsUnderTheVolumeMoveIntoTheStateFolderAndNoOtherPathDoes
     EXPECT_EQ(std::remove("/d/ulsasample/sample"), 0);
     EXPECT_EQ(rmdir("/d/ulsasample"), 0);
     EXPECT_FALSE(fs::exists(disk + "/ulsasample"));
+    // A path that does not fit the host's limit once mapped fails as the host would.
+    const std::string tooLong = "/d/" + std::string(PATH_MAX, 'x');
+    errno = 0;
+    EXPECT_EQ(std::fopen(tooLong.c_str(), "w+"), nullptr);
+    EXPECT_EQ(errno, ENAMETOOLONG);
     FILE* other = std::fopen("/dev/null", "r");
     EXPECT_NE(other, nullptr);
     if (other != nullptr) {

@@ -25,17 +25,20 @@ void TimerService::request(OSTMOREF ref, PROCESS owner, OSTIME ms, BufferHeader*
         m_deliver(signal, owner);  // due now, and the clock may stand still for ever
         return;
     }
-    bool earliest = false;
+    bool wake = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (!m_thread.joinable()) {
             m_thread = std::thread([this] { run(); });
         }
-        auto it = m_due.emplace(Key{when, ref}, Entry{owner, signal}).first;
+        m_due.emplace(Key{when, ref}, Entry{owner, signal});
         m_whenByRef.emplace(ref, when);
-        earliest = it == m_due.begin();
+        wake = when < m_sleepsUntil;
+        if (wake) {
+            m_sleepsUntil = Clock::time_point::min();  // one wake-up is enough
+        }
     }
-    if (earliest) {
+    if (wake) {
         m_wake.notify_one();
     }
 }
@@ -124,13 +127,17 @@ void TimerService::run() {
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_stop) {
         if (m_due.empty() || m_clock.manual()) {
+            m_sleepsUntil = Clock::time_point::max();
             m_wake.wait(lock);
+            m_sleepsUntil = Clock::time_point::min();
             continue;
         }
         const Clock::time_point now = m_clock.now();
         const Clock::time_point earliest = m_due.begin()->first.first;  // a copy: the entry may go
         if (earliest > now) {
+            m_sleepsUntil = earliest;
             m_wake.wait_until(lock, m_clock.toSteady(earliest));
+            m_sleepsUntil = Clock::time_point::min();
             continue;
         }
         takeDue(now, fired);

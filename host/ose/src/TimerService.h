@@ -2,8 +2,11 @@
 //
 // Time-outs are ordered by due time in a map, so starting and cancelling one is
 // O(log n) however many are active. The thread sleeps on a condition variable until
-// the earliest is due; a new earliest time-out wakes it. Signals are delivered after
-// the lock is released, so a delivery never holds up a request or a cancel.
+// the earliest is due. A new time-out wakes it only if it falls due before the time
+// the thread sleeps until: a supervision that is cancelled and started anew for every
+// reply (the usual request and answer) costs no wake-up of the thread, which finds the
+// later time-out when it wakes at the old time. Signals are delivered after the lock
+// is released, so a delivery never holds up a request or a cancel.
 //
 // Due times are in the kernel clock's time. While the clock is manual the thread
 // fires nothing: the thread that moves the clock fires what falls due (fireDue), so
@@ -77,7 +80,10 @@ class TimerService {
     std::unordered_map<OSTMOREF, Clock::time_point> m_whenByRef;
     bool m_stop = false;
     bool m_delivering = false;  // the thread delivers signals it took out, out of the lock
-    std::thread m_thread;       // started by the first request, under m_mutex
+    // The time the sleeping thread wakes by itself: max() for a wait without end, min()
+    // while it is not asleep (it looks at m_due before it sleeps again).
+    Clock::time_point m_sleepsUntil = Clock::time_point::min();
+    std::thread m_thread;  // started by the first request, under m_mutex
 };
 
 }  // namespace ose

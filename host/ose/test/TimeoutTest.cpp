@@ -28,6 +28,26 @@ TEST_F(TimeoutTest, aTimeOutDeliversItsSignalToTheCallerAfterItsTime) {
 
     EXPECT_EQ(cancel_tmo_sig(&ref), NIL);  // fired already
     EXPECT_EQ(ref, 0u);
+
+    // A time-out due before the one the timer waits for comes at its own time, whether
+    // it is requested while the later one waits or after that one was cancelled.
+    union SIGNAL* late = makeSig(kTmoSig, 3);
+    OSTMOREF lateRef = request_tmo_sig(2 * kArrival, &late);
+    for (uint32_t value : {4u, 5u}) {
+        s = makeSig(kTmoSig, value);
+        request_tmo_sig(20, &s);
+        s = receive_w_tmo(kArrival, kAny);
+        ASSERT_NE(s, NIL);
+        EXPECT_EQ(s->test.value, value);
+        free_buf(&s);
+        union SIGNAL* back = cancel_tmo_sig(&lateRef);
+        ASSERT_NE(back, NIL);
+        if (value == 4) {
+            lateRef = request_tmo_sig(2 * kArrival, &back);
+        } else {
+            free_buf(&back);
+        }
+    }
 }
 
 TEST_F(TimeoutTest, cancellingGivesTheSignalBackAndNothingComesLater) {

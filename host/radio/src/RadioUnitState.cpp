@@ -439,12 +439,13 @@ void RadioUnitState::measured(uint32_t connectionRef, uint32_t measurementId) {
         sweep.displayedBandwidth = p.displayedBandwidth;
         sweep.binCount = connection.binCount;
         fileRef = m_nextFileRef++;
-        m_files[fileRef] = encodeSampleFile(makeSweep(m_config.spectrum, sweep, ++m_sweeps));
+        ResultFile& file = m_files[fileRef];
+        file.bytes = encodeSampleFile(makeSweep(m_config.spectrum, sweep, ++m_sweeps));
+        file.checksum = fileChecksum(file.bytes);
+        TRACE(m_trace, 8, "RMCI_MEASURE_IND: file %u of %zu bytes", fileRef, file.bytes.size());
         while (m_files.size() > kFilesKept) {
             m_files.erase(m_files.begin());
         }
-        TRACE(m_trace, 8, "RMCI_MEASURE_IND: file %u of %zu bytes", fileRef,
-              m_files[fileRef].size());
     }
     union SIGNAL* ind =
         head(RMCI_MEASURE_IND, sizeof(RmciMeasureInd), connection.clientRef, connectionRef);
@@ -499,7 +500,7 @@ void RadioUnitState::getResult(union SIGNAL* signal, const Request& request,
     // The unit's own block size unless the client asks for smaller blocks.
     const uint32_t blockSize =
         req->blockSize >= 1 && req->blockSize <= m_blockSize ? req->blockSize : m_blockSize;
-    const uint32_t fileSize = static_cast<uint32_t>(file->second.size());
+    const uint32_t fileSize = static_cast<uint32_t>(file->second.bytes.size());
     connection.fileRef = req->dataFileRef;
     connection.blockSize = blockSize;
     connection.totalBlocks = (fileSize + blockSize - 1) / blockSize;
@@ -510,7 +511,7 @@ void RadioUnitState::getResult(union SIGNAL* signal, const Request& request,
     out->fileSize = fileSize;
     out->blockSize = blockSize;
     out->totalNoOfBlocks = connection.totalBlocks;
-    out->checksum = fileChecksum(file->second) + (m_faults.badChecksum ? 1u : 0u);
+    out->checksum = file->second.checksum + (m_faults.badChecksum ? 1u : 0u);
     TRACE(m_trace, 8, "RFTI_GET_RESULT_REQ: file %u, %u bytes in %u blocks", req->dataFileRef,
           fileSize, connection.totalBlocks);
     answer(request.number, m_rft, request.from, cfm);
@@ -545,14 +546,17 @@ void RadioUnitState::sendBlock(uint32_t connectionRef, RftConnection& connection
     }
     const uint32_t seqNumber = connection.sent + 1;
     const std::size_t offset = static_cast<std::size_t>(seqNumber - 1) * connection.blockSize;
-    const std::size_t length =
-        std::min<std::size_t>(connection.blockSize, file->second.size() - offset);
+    const std::vector<uint8_t>& bytes = file->second.bytes;
+    const std::size_t length = std::min<std::size_t>(connection.blockSize, bytes.size() - offset);
+    // Every byte is written once: the fixed part, then the block straight from the file.
     union SIGNAL* data =
-        head(RFTI_GET_RESULT_DATA, static_cast<OSBUFSIZE>(RftiGetResultData::dataOffset + length),
-             connection.clientRef, connectionRef);
-    reinterpret_cast<RftiGetResultData*>(data)->seqNumber = seqNumber;
+        alloc(static_cast<OSBUFSIZE>(RftiGetResultData::dataOffset + length), RFTI_GET_RESULT_DATA);
+    RftiGetResultData* fixed = reinterpret_cast<RftiGetResultData*>(data);
+    fixed->clientRef = connection.clientRef;
+    fixed->connectionRef = connectionRef;
+    fixed->seqNumber = seqNumber;
     std::memcpy(reinterpret_cast<uint8_t*>(data) + RftiGetResultData::dataOffset,
-                file->second.data() + offset, length);
+                bytes.data() + offset, length);
     connection.sent = seqNumber;
     answer(answering, m_rft, connection.client, data);
     if (m_faults.dieAfterBlock == seqNumber) {

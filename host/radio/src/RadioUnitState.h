@@ -100,7 +100,12 @@ class RadioUnitState {
     uint32_t m_nextHeld = 1;
     std::map<uint32_t, RmcConnection> m_rmcConnections;  // by connectionRef
     std::map<uint32_t, RftConnection> m_rftConnections;
-    std::map<uint32_t, std::vector<uint8_t>> m_files;  // by dataFileRef, the newest few
+    // A result as the file server keeps it: its bytes and their checksum, made with it.
+    struct ResultFile {
+        std::vector<uint8_t> bytes;
+        uint32_t checksum = 0;
+    };
+    std::map<uint32_t, ResultFile> m_files;  // by dataFileRef, the newest few
     std::map<uint32_t, HeldAnswer> m_held;
     std::map<PROCESS, OSATTREF> m_watched;  // clients holding connections
     TraceObject* m_trace;

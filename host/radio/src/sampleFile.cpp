@@ -53,8 +53,12 @@ std::vector<uint8_t> encodeSampleFile(const SampleFile& file) {
     putBig(out, static_cast<uint32_t>(file.power.size()), 4);
     putBig(out, file.portId, 2);
     putBig(out, file.samplingType, 2);
+    out.resize(kSampleFileHeaderLength + 2 * file.power.size());
+    uint8_t* at = out.data() + kSampleFileHeaderLength;
     for (const int16_t value : file.power) {
-        putBig(out, static_cast<uint16_t>(value), 2);
+        const auto word = static_cast<uint16_t>(value);
+        *at++ = static_cast<uint8_t>(word >> 8);
+        *at++ = static_cast<uint8_t>(word);
     }
     return out;
 }
@@ -112,6 +116,10 @@ SampleFile makeSweep(const SpectrumConfig& spectrum, const SweepRequest& request
     std::mt19937 random(seeds);
     file.power.resize(bins);
     const double floorMw = toMilliwatt(spectrum.noiseFloorDbm);
+    // Most bins hold the floor alone: the level of the bin before is taken again when
+    // its power is the same, which gives the very same value.
+    double levelOf = -1;
+    double level = 0;
     for (std::size_t i = 0; i < bins; ++i) {
         const double low = file.startFrequency + static_cast<double>(i) * binWidth;
         const double high = low + binWidth;
@@ -125,7 +133,11 @@ SampleFile makeSweep(const SpectrumConfig& spectrum, const SweepRequest& request
                 milliwatt += toMilliwatt(carrier.powerDbm) * overlap / binWidth;
             }
         }
-        const double dbm = 10.0 * std::log10(milliwatt) + spectrum.noiseDb * gaussian(random);
+        if (milliwatt != levelOf) {
+            levelOf = milliwatt;
+            level = 10.0 * std::log10(milliwatt);
+        }
+        const double dbm = level + spectrum.noiseDb * gaussian(random);
         const double tenths = std::round(dbm * 10.0);
         file.power[i] = static_cast<int16_t>(std::clamp(tenths, -32768.0, 32767.0));
     }

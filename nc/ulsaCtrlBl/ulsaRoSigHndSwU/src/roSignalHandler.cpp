@@ -61,10 +61,9 @@ uint32_t roSignalHandler::send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t 
         return Refused;
     }
     const SIGSELECT sigNo = numberOf(*signal);
-    const std::string sigName = nameOf(sigNo);
     TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 8,
                 "%s::send2RoWTmo: supervise signal name = %s, dest = %d\n", name.c_str(),
-                sigName.c_str(), static_cast<int>(destination));
+                nameOf(sigNo).c_str(), static_cast<int>(destination));
     SupervisionEntry entry;
     entry.froId = froId;
     entry.sentSignal = *signal;
@@ -76,9 +75,13 @@ uint32_t roSignalHandler::send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t 
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
                     "%s::send2RoWTmo: Unable to register the signal to supervise = %s, "
                     "destination=%d",
-                    name.c_str(), sigName.c_str(), static_cast<int>(destination));
+                    name.c_str(), nameOf(sigNo).c_str(), static_cast<int>(destination));
         return Refused;
     }
+    // The send names the signal only in its traces: of a send to no one, and of every
+    // send at level 16. Otherwise the name is not looked up.
+    const bool named = destination == 0 || TRACE_ON(traceGroups::ulsaRoSigHndSwU, 16);
+    const std::string sigName = named ? nameOf(sigNo) : std::string();
     if (!applsupp::signalUtil::sendWithSender(traceGroups::ulsaRoSigHndSwU, signal, fromPid,
                                               destination, sigName.c_str())) {
         // Not sent (no destination): the signal stays the caller's and nothing is
@@ -88,7 +91,7 @@ uint32_t roSignalHandler::send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t 
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
                     "%s::send2RoWTmo: Unable to register the signal to supervise = %s, "
                     "destination=%d",
-                    name.c_str(), sigName.c_str(), static_cast<int>(destination));
+                    name.c_str(), nameOf(sigNo).c_str(), static_cast<int>(destination));
         return Refused;
     }
     return Supervised;
@@ -96,10 +99,9 @@ uint32_t roSignalHandler::send2RoWTmo(uint32_t froId, PROCESS fromPid, uint32_t 
 
 uint32_t roSignalHandler::prep4ToSup(uint32_t froId, uint32_t tmoTimeMs, SIGSELECT sigNo,
                                      const std::vector<SIGSELECT>& expectedReplies) {
-    const std::string sigName = nameOf(sigNo);
     TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 8,
                 "%s::prep4ToSup: supervise signal name = %s (no preload)\n", name.c_str(),
-                sigName.c_str());
+                nameOf(sigNo).c_str());
     SupervisionEntry entry;
     entry.froId = froId;
     entry.tmoTime = tmoTimeMs;
@@ -108,7 +110,7 @@ uint32_t roSignalHandler::prep4ToSup(uint32_t froId, uint32_t tmoTimeMs, SIGSELE
     if (!supervise(entry)) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
                     "%s::prep4ToSup: Unable to register the signal to supervise = %s", name.c_str(),
-                    sigName.c_str());
+                    nameOf(sigNo).c_str());
         return Refused;
     }
     return Supervised;
@@ -164,29 +166,28 @@ uint32_t roSignalHandler::receiveFromRo(union SIGNAL* signal, SIGSELECT& supervi
             }
         }
     }
-    const std::string sigName = nameOf(sigNo);
     if (match == supervised.end()) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 4,
                     "%s::receiveFromRo: signal name = %s is not supervised or received late!\n",
-                    name.c_str(), sigName.c_str());
+                    name.c_str(), nameOf(sigNo).c_str());
         supervisedSigNo = noSupervisedSigNo;
         return NotSupervised;
     }
     supervisedSigNo = match->second.sigNo;
     TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 8, "%s::receiveFromRo: received signal name = %s",
-                name.c_str(), sigName.c_str());
+                name.c_str(), nameOf(sigNo).c_str());
     const uint32_t cancelled =
         ULSAtmo::getInstance()->cancel_Tmo(match->second.froId, match->first, kTmoType);
     supervised.erase(match);
     if (cancelled == 1) {
         TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 8,
                     "%s::receiveFromRo: Cancel supervision of signal name = %s", name.c_str(),
-                    sigName.c_str());
+                    nameOf(sigNo).c_str());
         return SupervisedReply;
     }
     TRACE_GROUP(traceGroups::ulsaRoSigHndSwU, 1,
                 "%s::receiveFromRo: Error during cancellation of timeout for signal name = %s",
-                name.c_str(), sigName.c_str());
+                name.c_str(), nameOf(sigNo).c_str());
     return HandlingError;
 }
 
