@@ -8,9 +8,6 @@
 #include <utility>
 
 namespace ose {
-
-thread_local uint32_t t_threadMark = 0;
-
 namespace {
 
 // Never reset, so that no pid, attach or time-out reference of one kernel means
@@ -242,12 +239,12 @@ void Kernel::runProcess(std::shared_ptr<Process> p) {
     t_identity = Identity{p, m_generation};
     try {
         p->checkKilled();
-        t_threadMark = p->mark();
+        setThreadMark(p->mark());
         p->entry()();
     } catch (const ProcessKilled&) {
         // The kill did the rest: the process is dead already.
     }
-    t_threadMark = 0;
+    setThreadMark(0);
     endProcess(*p, Process::Life::Ended);
     BufferPool::instance().releaseList(p->queue().drainPrivate());
     t_identity = Identity{};

@@ -15,13 +15,14 @@
 namespace ose {
 
 /// The calling thread's mark; 0 on threads of unmarked processes and on any other.
-extern thread_local uint32_t t_threadMark;
+uint32_t threadMark();
+void setThreadMark(uint32_t mark);
 
 /// Turns the calling thread's mark off for its own lifetime.
 class KernelCallScope {
   public:
-    KernelCallScope() : m_saved(t_threadMark) { t_threadMark = 0; }
-    ~KernelCallScope() { t_threadMark = m_saved; }
+    KernelCallScope() : m_saved(threadMark()) { setThreadMark(0); }
+    ~KernelCallScope() { setThreadMark(m_saved); }
     KernelCallScope(const KernelCallScope&) = delete;
     KernelCallScope& operator=(const KernelCallScope&) = delete;
 

@@ -78,7 +78,7 @@ OSBOOLEAN ose_set_mark(PROCESS pid, uint32_t mark) {
 }
 
 uint32_t ose_thread_mark(void) {
-    return ose::t_threadMark;
+    return ose::threadMark();
 }
 
 OSBOOLEAN ose_process_name(PROCESS pid, char* buf, size_t size) {
