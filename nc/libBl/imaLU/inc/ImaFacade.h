@@ -18,9 +18,8 @@
 // The facade finds the service through the name-server client, supervises its
 // process by attach, and receives the replies through the signal distributor: it runs
 // in the main process only, and nothing is locked. getInstance() makes it and runs
-// init(); destroyInstance() ends it together with every read under way, and
-// forgetClient() drops one client's reads, so that a client that goes away can make sure
-// it is never called while the others still get their answers.
+// init(); destroyInstance() ends it together with every read under way, so that a
+// client that goes away can make sure it is never called.
 #ifndef IMA_FACADE_H
 #define IMA_FACADE_H
 
@@ -64,9 +63,6 @@ class ImaFacade : public ImaAPI, public SignalSubscriber {
     static ImaFacade* getInstance();
     /// Deletes the facade and forgets its reads; the next getInstance() makes a new one.
     static void destroyInstance();
-    /// Forgets the reads of one client that goes away, leaving every other client's: their
-    /// answers are dropped when they come. Makes no facade when there is none.
-    static void forgetClient(const ImaClient* client);
 
     void init() override;
     void read(ImaClient* client, const std::vector<std::string>& ldns) override;
@@ -95,7 +91,7 @@ class ImaFacade : public ImaAPI, public SignalSubscriber {
     PROCESS serverPid = 0;  // 0 while the service is unknown
     SignalNameList receivedSignals;
     SignalNameList sentSignals;
-    std::map<uint32_t, ImaClient*> clients;  // reads under way, null once forgotten; not owned
+    std::map<uint32_t, ImaClient*> clients;                       // reads under way; not owned
     std::deque<std::pair<uint32_t, std::string>> queuedRequests;  // waiting for the service
     uint32_t nextClientRef = 0;
     std::shared_ptr<ServiceCallback> serviceFoundCallback;

@@ -141,16 +141,6 @@ TEST_F(ImaFacadeTest, readsWaitForTheServiceAndGetTheNodesData) {
             EXPECT_EQ(traced(11, "OMF_MAO_IMA_NC_READ_CFM, " + ref), 1u);
         }
         EXPECT_EQ(early.answers.size() + objects.answers.size() + none.answers.size(), 3u);
-
-        // A client that goes away has its read forgotten; the others' reads go on.
-        Recorder gone, staying;
-        facade->read(&gone, {kEsf});
-        facade->read(&staying, {kEsf});
-        ImaFacade::forgetClient(&gone);
-        ASSERT_TRUE(loopUntil([&] { return !staying.answers.empty(); }));
-        // The service answers in order: the forgotten read's answer came first.
-        EXPECT_EQ(traced(4, "Answer for a forgotten read dropped, clientRef=3"), 1u);
-        EXPECT_TRUE(gone.answers.empty());
         EXPECT_EQ(SignalNumber2Name::getInstance()->sigNo2Name(OMF_MAO_IMA_NC_READ_CFM),
                   "OMF_MAO_IMA_NC_READ_CFM");
     });

@@ -10,8 +10,7 @@
 //
 // One upload runs at a time in the whole process: a file that is ready while another
 // one is uploaded waits in uploadQueue, in arrival order, and starts from the upload
-// handler's finished hook (processUploadQueue). The sampling folder is shared by every
-// client of the process: the last client to end removes it, and what is left in it.
+// handler's finished hook (processUploadQueue).
 //
 // A received signal is converted to host order, kept only when it is this client's
 // (client word and sender), checked against its size, and passed through the
@@ -19,8 +18,8 @@
 // written past what a block carries.
 //
 // The node's fullDistinguishedName, which begins each file's name, is read through
-// ImaFacade at init(); the client's end has the facade forget its read, so that a read
-// still under way never reaches a deleted client, while other clients' reads go on.
+// ImaFacade at init(); the client's end releases the facade, so that a read still under
+// way never reaches a deleted client.
 //
 // Main process only; no lock. The owner may delete the client inside actionFailed,
 // actionSuccess, lostConnection and startRmciMeasurement: the client touches none of
@@ -144,9 +143,6 @@ class RftiClientHandlerImpl : public SignalSubscriber, public RftiClientHandler 
 
     static bool uploadIdle;                                 // no upload runs in the process
     static std::deque<RftiClientHandlerImpl*> uploadQueue;  // waiting, in arrival order
-    // Clients that exist: the sampling folder is theirs in common, and only the last
-    // one to go may remove it with what is left in it.
-    static unsigned liveClients;
     // The phantom's redirection table: everything to the process that made the client.
     static struct OS_redir_entry phantomTable[1];
 };

@@ -90,7 +90,6 @@ std::string cutLastComma(const std::string& text) {
 const std::string RftiClientHandlerImpl::sampleFolder = "/d/ulsasample";
 bool RftiClientHandlerImpl::uploadIdle = true;
 std::deque<RftiClientHandlerImpl*> RftiClientHandlerImpl::uploadQueue;
-unsigned RftiClientHandlerImpl::liveClients = 0;
 struct OS_redir_entry RftiClientHandlerImpl::phantomTable[1] = {{1, 0}};
 
 RftiClientHandlerImpl::RftiClientHandlerImpl(RmciRftiClientHandlerOwner* ownerOfClient)
@@ -112,7 +111,6 @@ RftiClientHandlerImpl::RftiClientHandlerImpl(RmciRftiClientHandlerOwner* ownerOf
       endianMode(new int(kEndianMode)),
       alive(std::make_shared<bool>(true)) {
     ULSA_TRACE(2, "RftiClientHandlerImpl::RftiClientHandlerImpl()");
-    ++liveClients;
     ULSAFtpHandlerImpl::setUploadFinishedHook(&RftiClientHandlerImpl::processUploadQueue);
     createRftProcess();
     ULSA_TRACE(3, "RftiClientHandlerImpl::RftiClientHandlerImpl() returned, phantom=%u",
@@ -131,7 +129,7 @@ RftiClientHandlerImpl::~RftiClientHandlerImpl() {
         detach(&attachRef);
         attached = false;
     }
-    ImaFacade::forgetClient(&imaClient);  // the other clients' reads go on
+    ImaFacade::destroyInstance();
     signalHandler.reset();
     for (auto it = uploadQueue.begin(); it != uploadQueue.end();) {
         it = *it == this ? uploadQueue.erase(it) : it + 1;
@@ -142,9 +140,7 @@ RftiClientHandlerImpl::~RftiClientHandlerImpl() {
     delete ftpHandler;
     ftpHandler = nullptr;
     removeFile();
-    // Other clients' files (being fetched, waiting or uploading) stay with the folder.
-    --liveClients;
-    if (uploadQueue.empty() && liveClients == 0) {
+    if (uploadQueue.empty()) {
         removeTree(sampleFolder);
     }
     std::memset(&capabilities, 0, sizeof capabilities);

@@ -440,7 +440,6 @@ TEST_F(RftiClientTest, failuresEndTheRunWithTheirTextsAndLeaveNoFile) {
                 hostima::stopAttrReadService(m_attributes);
                 ASSERT_TRUE(ose_wait_ended(m_attributes, 5000));
                 m_attributes = hostima::startAttrReadService(hostima::AttrReadConfig{{}});
-                pump();  // the process's reader of attributes finds the new service
             }
             startClient(owner, row.link);
             if (!row.address.empty()) {

@@ -43,19 +43,6 @@ void ImaFacade::destroyInstance() {
     delete ending;
 }
 
-void ImaFacade::forgetClient(const ImaClient* client) {
-    if (instance == nullptr) {
-        return;
-    }
-    for (auto& [clientRef, reader] : instance->clients) {
-        if (reader == client) {
-            IMA_TRACE(4, "Read of a client that goes away forgotten, clientRef=%d",
-                      static_cast<int>(clientRef));
-            reader = nullptr;
-        }
-    }
-}
-
 ImaFacade::ImaFacade()
     : receivedSignals{{NC_OMF_MAO_IMA_ATTACH_IND, "NC_OMF_MAO_IMA_ATTACH_IND"},
                       {OMF_MAO_IMA_NC_READ_CFM, "OMF_MAO_IMA_NC_READ_CFM"}},
@@ -240,11 +227,6 @@ void ImaFacade::readCfm(union SIGNAL* signal) {
     }
     ImaClient* client = found->second;
     clients.erase(found);
-    if (client == nullptr) {
-        IMA_TRACE(4, "Answer for a forgotten read dropped, clientRef=%d",
-                  static_cast<int>(clientRef));
-        return;
-    }
     client->readCfm(result);
 }
 
