@@ -87,7 +87,7 @@ class Drive {
     }
 
   private:
-    // Starts every analyzer, stops each once its first file is up, and waits for every
+    // Starts every analyzer, stops them all once each has a file up, and waits for every
     // run to end; false when the time ran out.
     bool runRound(Clock::time_point deadline, const std::string& suffix) {
         for (Analyzer& analyzer : m_analyzers) {
@@ -183,11 +183,15 @@ class Drive {
         }
     }
 
-    // Each analyzer whose first file is up is stopped.
+    // Once every analyzer has a file up, all are stopped. Not one before: a run's end
+    // removes the sampling folder, with every file in it, when no upload waits, and a run
+    // that ends while others still fetch their files would take those files with it.
     void stopThoseDone() {
         m_client.dispatchIndications(0);
+        if (!allDone([](const Analyzer& a) { return a.fileDone || a.ended; }))
+            return;
         for (Analyzer& analyzer : m_analyzers) {
-            if (!analyzer.fileDone || analyzer.stopped || analyzer.ended)
+            if (analyzer.stopped || analyzer.ended)
                 continue;
             const mgmt::Confirm answer = m_client.actionWithConfirm(
                 0, analyzer.ref, "stopUlsaSampling", {{"targetRfPort", "STRING", portLdn(analyzer)}},

@@ -5,7 +5,7 @@
 // node's kernel (eight RF ports "A" to "H" a unit) and an FTP server on loopback,
 // then drives the node as ulsactl does, through the management client: creates the
 // analyzers in one transaction, starts each on a port of its own with sampling type 1
-// (repeated, with an interval), stops each once its first file has been uploaded, and
+// (repeated, with an interval), stops them all once each has had a file uploaded, and
 // deletes them. What the load module's processes allocate is counted on the way
 // (host/heap): the program must link hostHeapCount.
 //
