@@ -20,6 +20,11 @@
 
 namespace ulsanode {
 
+/// The kernel's mark (ose_set_mark) of the load module's processes: the entry process
+/// and every process created from it. What their threads allocate is the load module's
+/// heap (host/heap counts it).
+constexpr uint32_t kLoadModuleMark = 1;
+
 struct NodeBootOptions {
     /// The node's state folder: the SQLite database and the node's files.
     std::string stateDir = ".state/node";

@@ -79,8 +79,10 @@ PROCESS loadModule() {
     const PROCESS pid = create_process(OS_PRI_PROC, name.c_str(), nodeEntryProcess,
                                        static_cast<OSADDRESS>(stackSize),
                                        static_cast<OSPRIORITY>(priority), 0, 0, nullptr, 0, 0);
-    if (pid != 0)
+    if (pid != 0) {
+        ose_set_mark(pid, kLoadModuleMark);  // handed on to every process the module creates
         start(pid);
+    }
     return pid;
 }
 

@@ -49,6 +49,20 @@ void ose_shutdown(void);
  * kernel error, unlike current_process()). */
 PROCESS ose_current_process_or_zero(void);
 
+/* Marks: a number the kernel keeps per process for the host, which uses it to tell
+ * threads apart (the node marks the load module's processes, whose memory host/heap
+ * counts). A process starts with the mark of the process that creates it, 0 when a
+ * thread that is no process creates it. The thread of a process carries the mark from
+ * its start while it runs the process's own code: during a kernel call, and on every
+ * other thread, the thread's mark is 0. */
+
+/* Sets the mark of a process; its thread takes it when it starts, and the processes it
+ * creates from then on take it too. False for an unknown process. Any thread. */
+OSBOOLEAN ose_set_mark(PROCESS pid, uint32_t mark);
+
+/* The calling thread's mark. Takes no lock and allocates nothing: an allocator may ask. */
+uint32_t ose_thread_mark(void);
+
 /* Copies the name of a process (live, ended or killed) into buf, NUL-terminated and
  * cut to fit; false for an unknown process. */
 OSBOOLEAN ose_process_name(PROCESS pid, char* buf, size_t size);

@@ -1,5 +1,7 @@
 #include "Kernel.h"
 
+#include "ThreadMark.h"
+
 #include <cstdio>
 #include <system_error>
 #include <thread>
@@ -173,7 +175,8 @@ PROCESS Kernel::addProcess(std::shared_ptr<Process> p) {
 }
 
 PROCESS Kernel::createProcess(uint32_t type, const char* name, OSENTRYPOINT* entry,
-                              OSPRIORITY priority, PROCESS block, const OS_redir_entry* redir) {
+                              OSPRIORITY priority, PROCESS block, const OS_redir_entry* redir,
+                              uint32_t mark) {
     std::shared_ptr<Process> p;
     {
         // Pids are handed out under the lock, so that they stay dense in the table.
@@ -181,6 +184,7 @@ PROCESS Kernel::createProcess(uint32_t type, const char* name, OSENTRYPOINT* ent
         p = std::make_shared<Process>(g_nextPid.fetch_add(1), name, type, priority, block, entry,
                                       redir, false);
     }
+    p->setMark(mark);
     return addProcess(std::move(p));
 }
 
@@ -235,10 +239,12 @@ void Kernel::runProcess(std::shared_ptr<Process> p) {
     t_identity = Identity{p, m_generation};
     try {
         p->checkKilled();
+        setThreadMark(p->mark());
         p->entry()();
     } catch (const ProcessKilled&) {
         // The kill did the rest: the process is dead already.
     }
+    setThreadMark(0);
     endProcess(*p, Process::Life::Ended);
     BufferPool::instance().releaseList(p->queue().drainPrivate());
     t_identity = Identity{};

@@ -58,9 +58,10 @@ class Kernel {
     /// Frees a buffer the kernel or a checked caller holds.
     static void release(BufferHeader* h) { BufferPool::instance().release(h); }
 
-    /// Creates a process (phantoms run at once, others are stopped); 0 if none can be made.
+    /// Creates a process (phantoms run at once, others are stopped) with a mark; 0 if none
+    /// can be made.
     PROCESS createProcess(uint32_t type, const char* name, OSENTRYPOINT* entry, OSPRIORITY priority,
-                          PROCESS block, const OS_redir_entry* redir);
+                          PROCESS block, const OS_redir_entry* redir, uint32_t mark);
     /// Gives a stopped process its thread.
     Start start(Process& p);
     /// Kills a process. A process thread that kills itself unwinds (ProcessKilled).

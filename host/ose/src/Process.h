@@ -74,6 +74,11 @@ class Process {
     OseLinkOutlet outlet() const { return m_outlet; }
     void* outletContext() const { return m_outletContext; }
 
+    /// The host's mark of the process (ose_set_mark): given on by create_process, read
+    /// by the thread at its start.
+    uint32_t mark() const { return m_mark.load(std::memory_order_acquire); }
+    void setMark(uint32_t mark) { m_mark.store(mark, std::memory_order_release); }
+
     // The thread of a started process; set by start() and joined by the kernel,
     // both under the kernel's lock discipline (never by two threads at once).
     std::thread thread;
@@ -95,6 +100,7 @@ class Process {
     OseLinkOutlet m_outlet = nullptr;
     void* m_outletContext = nullptr;
 
+    std::atomic<uint32_t> m_mark{0};
     std::atomic<Life> m_life;
     std::atomic<bool> m_killRequested{false};
     bool m_unwinding = false;  // owner thread only

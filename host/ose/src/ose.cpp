@@ -8,6 +8,7 @@
 #include "BufferPool.h"
 #include "Kernel.h"
 #include "KernelError.h"
+#include "ThreadMark.h"
 
 #include <cstring>
 #include <string>
@@ -25,25 +26,25 @@ namespace {
 // Counts above this are taken for a negative number: a malformed selection.
 constexpr SIGSELECT kMaxSelectionCount = 0x7FFFFFFFu;
 
+// The caller of a kernel call; while it lives, the thread's mark is off.
 struct Caller {
     Kernel& kernel;
     Process* self;  // null on a thread that is no kernel process
+    ose::KernelCallScope scope{};
     PROCESS pid() const { return self != nullptr ? self->pid() : 0; }
 };
 
-// A killed process unwinds only at a call that could block (receive, delay): other
-// calls are made from destructors too, where an exception would end the Linux process.
 Caller enter() {
     Kernel& k = Kernel::get();
     return Caller{k, k.current()};
 }
 
-Caller enterBlocking() {
-    Caller c = enter();
+// A killed process unwinds only at a call that could block (receive, delay): other
+// calls are made from destructors too, where an exception would end the Linux process.
+void unwindIfKilled(const Caller& c) {
     if (c.self != nullptr) {
         c.self->checkKilled();
     }
-    return c;
 }
 
 bool requireProcess(const char* call, const Caller& c) {
@@ -126,7 +127,8 @@ void sendAs(const char* call, union SIGNAL** sig, bool mine, PROCESS from, PROCE
 
 union SIGNAL* receiveAs(const char* call, OSTIME timeout, const SIGSELECT* sigsel, bool byFrom,
                         PROCESS from) {
-    Caller c = enterBlocking();
+    Caller c = enter();
+    unwindIfKilled(c);
     if (!requireProcess(call, c)) {
         return NIL;
     }
@@ -314,8 +316,10 @@ PROCESS create_process(enum PROCESS_TYPE proc_type, const char* name, OSENTRYPOI
                     redir_table[0].sig);
         return 0;
     }
-    const PROCESS pid = c.kernel.createProcess(static_cast<uint32_t>(proc_type), name, entrypoint,
-                                               priority, block, redir_table);
+    // A marked process's children carry its mark.
+    const PROCESS pid =
+        c.kernel.createProcess(static_cast<uint32_t>(proc_type), name, entrypoint, priority, block,
+                               redir_table, c.self != nullptr ? c.self->mark() : 0);
     if (pid == 0 && !c.kernel.shuttingDown()) {  // in a shutdown the caller is dying too
         kernelError(call, OSE_ERR_BAD_ARGUMENT, "no process can be made now");
     }
@@ -424,7 +428,8 @@ union SIGNAL* cancel_tmo_sig(OSTMOREF* tmoref) {
 }
 
 void delay(OSTIME timeout) {
-    Caller c = enterBlocking();
+    Caller c = enter();
+    unwindIfKilled(c);
     const ose::KernelClock& clock = c.kernel.clock();
     const auto deadline = clock.now() + std::chrono::milliseconds(timeout);
     if (c.self == nullptr) {

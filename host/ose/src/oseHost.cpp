@@ -3,6 +3,7 @@
 
 #include "Kernel.h"
 #include "KernelError.h"
+#include "ThreadMark.h"
 
 #include <algorithm>
 #include <cstring>
@@ -64,6 +65,20 @@ PROCESS ose_current_process_or_zero(void) {
     }
     const ose::Process* self = k->current();
     return self != nullptr ? self->pid() : 0;
+}
+
+OSBOOLEAN ose_set_mark(PROCESS pid, uint32_t mark) {
+    const Kernel* k = Kernel::existing();
+    ose::Process* p = k != nullptr ? k->find(pid) : nullptr;
+    if (p == nullptr) {
+        return 0;
+    }
+    p->setMark(mark);
+    return 1;
+}
+
+uint32_t ose_thread_mark(void) {
+    return ose::threadMark();
 }
 
 OSBOOLEAN ose_process_name(PROCESS pid, char* buf, size_t size) {

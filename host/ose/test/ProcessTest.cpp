@@ -66,10 +66,27 @@ OS_PROCESS(busyEntry) {
     free_buf(&s);
 }
 
+/// Tells its peer its thread's mark.
+OS_PROCESS(markedChildEntry) {
+    union SIGNAL* s = makeSig(kPidSig, ose_thread_mark());
+    send(&s, static_cast<PROCESS>(param("peer")));
+}
+
 /// Tells its peer who it is, then ends.
 OS_PROCESS(reportEntry) {
     union SIGNAL* s = makeSig(kPidSig, current_process());
     send(&s, static_cast<PROCESS>(param("peer")));
+}
+
+/// Tells its peer its thread's mark, then creates and starts a reporter of its own.
+OS_PROCESS(markedParentEntry) {
+    union SIGNAL* s = makeSig(kPidSig, ose_thread_mark());
+    const PROCESS peer = static_cast<PROCESS>(param("peer"));
+    send(&s, peer);
+    const PROCESS child =
+        create_process(OS_PRI_PROC, "markedChild", markedChildEntry, 1024, 7, 0, 0, nullptr, 0, 0);
+    set_envp(child, "peer", peer);
+    start(child);
 }
 
 class ProcessTest : public KernelTest {
@@ -147,6 +164,22 @@ TEST_F(ProcessTest, aProcessIsStoppedUntilStartedAndEndsWhenItsEntryReturns) {
     EXPECT_FALSE(hunt("reporter", 0, nullptr, nullptr));
     start(p);
     expectError("start@ose.h", OSE_ERR_NO_PROCESS);
+}
+
+TEST_F(ProcessTest, aMarkGoesToTheProcesssThreadAndToTheProcessesItCreates) {
+    const PROCESS parent = create_process(OS_PRI_PROC, "markedParent", markedParentEntry, 1024, 7,
+                                          0, 0, nullptr, 0, 0);
+    set_envp(parent, "peer", me);
+    EXPECT_TRUE(ose_set_mark(parent, 7));
+    EXPECT_FALSE(ose_set_mark(0x7FFFFFF0u, 7));
+    start(parent);
+    for (const char* who : {"the marked process", "its child"}) {
+        union SIGNAL* s = receive_w_tmo(kArrival, kAny);
+        ASSERT_NE(s, NIL) << who;
+        EXPECT_EQ(s->test.value, 7u) << who;
+        free_buf(&s);
+    }
+    EXPECT_EQ(ose_thread_mark(), 0u);  // this thread's process has none
 }
 
 TEST_F(ProcessTest, aProcessKilledWhileBlockedUnwindsAndItsAttachersAreTold) {

@@ -230,6 +230,17 @@ void NameServerState::subscribeSignal(PROCESS from, const SignalView& view) {
         return;
     }
     watch(from);
+    // A subscriber asks again for each use of the service (the RFAI proxy, per upload):
+    // its new subscription replaces the one it holds for that name.
+    for (auto held = m_subscriptions.begin(); held != m_subscriptions.end(); ++held) {
+        if (held->second.kind == Kind::Signal && held->second.subscriber == from &&
+            held->second.name == name) {
+            TRACE(m_trace, 8, "Signal subscription %u of 0x%x to %s replaced", held->first, from,
+                  name.c_str());
+            m_subscriptions.erase(held);
+            break;
+        }
+    }
     uint32_t sid = newSid();
     Subscription& subscription = m_subscriptions[sid];
     subscription = Subscription{Kind::Signal, name, from, upSignal, 0};

@@ -208,6 +208,17 @@ TEST_F(NameServerProtocolTest, SignalSubscriptionSendsItsSignalInTheProvidersNam
     Signal again = expect(kServerUp);
     ASSERT_TRUE(again);
     EXPECT_EQ(senderOf(again), rfai.pid());
+    // Asked again while told already: the new subscription replaces the one held, so
+    // that one use after another (an upload each) leaves one subscription.
+    subscribeSignal();
+    EXPECT_TRUE(expect(kServerUp));
+    sendRequest(m_ns, NS_STATUS_REQ, 4, 4, "");
+    Signal status = expect(NS_STATUS_CFM);
+    ASSERT_TRUE(status);
+    EXPECT_EQ(word(status, 8), 1u);
+    rfai.run([] { EXPECT_TRUE(unpublishService("TARVO_RFAI")); });
+    EXPECT_TRUE(expect(NS_SIGNAL_UNPUBLISH_IND));
+    EXPECT_FALSE(next());  // told once, for the one subscription
 }
 
 TEST_F(NameServerProtocolTest, EndedSubscriberIsForgotten) {
