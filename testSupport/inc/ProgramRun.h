@@ -226,10 +226,26 @@ class Program {
 };
 
 /// ulsa-node in a state folder of its own, up once it listens for links. Its trace
-/// goes to trace.log in the state folder, with the masks of `trace` (ULSA_TRACE).
+/// goes to trace.log in the state folder, with the masks of `trace` (ULSA_TRACE). A
+/// node that ended by itself before the end of the object fails the test.
 class Node {
   public:
-    explicit Node(const std::string& trace = "") { start(trace); }
+    explicit Node(const std::string& trace = "") : m_traceMasks(trace) { start(); }
+    ~Node() {
+        if (m_program.pid() > 0) {
+            EXPECT_TRUE(m_program.running()) << "ulsa-node ended by itself: " << m_program.err();
+        }
+    }
+
+    /// Starts the node (again, after program().kill()) on the same state folder.
+    void start() {
+        std::filesystem::remove(state() + "/link");  // a killed node leaves its socket
+        m_program =
+            Program({ULSA_NODE_PATH, "--state", state()}, state() + "/node",
+                    {{"ULSA_TRACE", m_traceMasks}, {"ULSA_TRACE_FILE", state() + "/trace.log"}});
+        const bool up = pollUntil([this] { return std::filesystem::exists(state() + "/link"); });
+        EXPECT_TRUE(up) << "ulsa-node did not listen within 30 s: " << m_program.err();
+    }
 
     const std::string& state() const { return m_state.path(); }
     /// The node's disk folder where sample files are kept while they are fetched.
@@ -258,13 +274,7 @@ class Node {
     }
 
   private:
-    void start(const std::string& trace) {
-        m_program = Program({ULSA_NODE_PATH, "--state", state()}, state() + "/node",
-                            {{"ULSA_TRACE", trace}, {"ULSA_TRACE_FILE", state() + "/trace.log"}});
-        const bool up = pollUntil([this] { return std::filesystem::exists(state() + "/link"); });
-        EXPECT_TRUE(up) << "ulsa-node did not listen within 30 s: " << m_program.err();
-    }
-
+    std::string m_traceMasks;
     TempFolder m_state;  // outlives the program
     Program m_program;
 };
