@@ -43,3 +43,13 @@ function(ulsa_test name)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
 endfunction()
+
+# ulsa_uses_programs(target): a test that runs the programs (testSupport's
+# ProgramRun.h) gets their paths and is built after them.
+function(ulsa_uses_programs target)
+  target_compile_definitions(${target} PRIVATE
+    ULSACTL_PATH="$<TARGET_FILE:ulsactl>"
+    ULSA_RADIO_PATH="$<TARGET_FILE:ulsa-radio>"
+    ULSA_NODE_PATH="$<TARGET_FILE:ulsa-node>")
+  add_dependencies(${target} ulsactl ulsa-radio ulsa-node)
+endfunction()

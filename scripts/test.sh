@@ -15,7 +15,19 @@ exclude=(-LE stress)
 [ "${ULSA_STRESS:-0}" = 1 ] && exclude=()
 
 bash scripts/build.sh build
-(cd build && ctest --output-on-failure -j "$(nproc)" "${exclude[@]}")
+status=0
+(cd build && ctest --output-on-failure -j "$(nproc)" "${exclude[@]}" \
+  --output-junit "$PWD/ctest-results.xml") || status=$?
+# The fault scenarios (label "faults") that passed in this run, of all of them.
+(cd build && ctest -N -L faults --show-only=json-v1) | /usr/bin/python3 -c '
+import json, sys, xml.etree.ElementTree as tree
+faults = {test["name"] for test in json.load(sys.stdin)["tests"]}
+cases = tree.parse(sys.argv[1]).getroot().iter("testcase")
+passed = sum(1 for case in cases if case.get("name") in faults and case.get("status") == "run"
+             and case.find("failure") is None)
+print(f"figure fault_scenarios_passed {passed}")
+print(f"figure fault_scenarios_total {len(faults)}")' build/ctest-results.xml
+[ "$status" = 0 ] || exit "$status"
 
 # Release (-O3) inlines deeper and so warns where the other builds do not; warnings
 # are errors in every build type. Built only, every target with the benchmarks, in

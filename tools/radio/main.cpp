@@ -15,6 +15,7 @@
 #include "oseHost.h"
 #include "radioUnit.h"
 #include "radioUnitConfig.h"
+#include "rftiSig.h"
 #include "unitStatusService.h"
 
 #include <csignal>
@@ -45,6 +46,8 @@ const char* const kUsage =
     "  --ports N             RF ports A.. (1 to 8, default 8)\n"
     "  --measurement-ms MS   time of one measurement (default 2000)\n"
     "  --block-size BYTES    largest block of a file transfer (1 to 65519, default 4096)\n"
+    "  --block-delay-ms MS   each block after the first comes MS later (default 0), so\n"
+    "                        that a transfer lasts long enough to be cut off\n"
     "  --noise-floor DBM     noise floor per bin (default -110)\n"
     "  --noise-db DB         spread of each bin (default 1)\n"
     "  --carrier MHZ:WIDTH_MHZ:DBM\n"
@@ -56,13 +59,13 @@ const char* const kUsage =
     "  ulsa-radio --state /tmp/node --ldn ManagedElement=1,Equipment=1,AuxPlugInUnit=RU-1 \\\n"
     "             --dc RU-1 --measurement-ms 500 --carrier 1950:10:-70\n";
 
-const std::set<std::string> kOptions = {"--state", "--link",        "--seconds",   "--ldn",
-                                        "--dc",    "--ports",       "--measurement-ms",
-                                        "--block-size", "--noise-floor", "--noise-db",
-                                        "--carrier", "--seed"};
+const std::set<std::string> kOptions = {
+    "--state", "--link", "--seconds", "--ldn", "--dc", "--ports", "--measurement-ms",
+    "--block-size", "--block-delay-ms", "--noise-floor", "--noise-db", "--carrier", "--seed"};
 
 struct Unit {
     hostradio::RadioUnitConfig config;
+    uint32_t blockDelayMs = 0;  // held back: each RFTI_GET_RESULT_ACK's next block
 };
 
 hostradio::Carrier parseCarrier(const std::string& text) {
@@ -95,6 +98,7 @@ Unit unitFrom(const Arguments& args, int n) {
     config.measurementTimeMs =
         static_cast<uint32_t>(args.number("--measurement-ms", config.measurementTimeMs, 0, 3600000));
     config.blockSize = static_cast<uint32_t>(args.number("--block-size", config.blockSize, 1, 65519));
+    unit.blockDelayMs = static_cast<uint32_t>(args.number("--block-delay-ms", 0, 0, 60000));
     config.spectrum.noiseFloorDbm = args.decimal("--noise-floor", config.spectrum.noiseFloorDbm);
     config.spectrum.noiseDb = args.decimal("--noise-db", config.spectrum.noiseDb);
     if (config.spectrum.noiseDb < 0 || config.spectrum.noiseDb > 50 ||
@@ -180,6 +184,19 @@ int runUnit(const Unit& unit, const std::string& linkPath, long long seconds) {
     const std::string tag = "ulsa-radio[" + unit.config.dcControllerName + "]";
     hostns::startNameServer();
     const hostradio::RadioUnit radio = hostradio::startRadioUnit(unit.config);
+    if (unit.blockDelayMs != 0) {
+        // A slow file server, through the simulator's faults: only a process may set them.
+        hostradio::RadioFaults faults;
+        faults.slowRequest = RFTI_GET_RESULT_ACK;
+        faults.answerDelayMs = unit.blockDelayMs;
+        ose_adopt_thread("ulsa_radio_setup");
+        const bool taken = hostradio::setRadioFaults(radio, faults);
+        ose_leave_thread();
+        if (!taken) {
+            std::fprintf(stderr, "%s: the unit did not take --block-delay-ms\n", tag.c_str());
+            return kExitRefused;
+        }
+    }
     g_usiService = hostusi::serviceName(unit.config.ldn);
     start(create_process(OS_PRI_PROC, "unit_status_link", unitStatusLink, 16384, 16, 0, 0,
                          nullptr, 0, 0));
@@ -191,10 +208,11 @@ int runUnit(const Unit& unit, const std::string& linkPath, long long seconds) {
     connect.linkName = kNodeLinkName;
     connect.nameAtPeer = unit.config.dcControllerName;
     connect.setupTimeout = std::chrono::milliseconds(3000);
-    std::printf("%s: unit %s, ports A to %c, block size %u, measurement %u ms; node at %s\n",
+    std::printf("%s: unit %s, ports A to %c, block size %u (delay %u ms), measurement %u ms; "
+                "node at %s\n",
                 tag.c_str(), unit.config.ldn.c_str(),
                 static_cast<char>('A' + unit.config.ports.size() - 1), unit.config.blockSize,
-                unit.config.measurementTimeMs, linkPath.c_str());
+                unit.blockDelayMs, unit.config.measurementTimeMs, linkPath.c_str());
     std::fflush(stdout);
     const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(seconds);
     std::string lastWhy;

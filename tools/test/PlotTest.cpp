@@ -1,5 +1,5 @@
 // The picture of a sample file as the FTP server received it.
-#include "ToolRun.h"
+#include "ProgramRun.h"
 #include "radioUnitConfig.h"
 #include "sampleFile.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace toolrun;
+using namespace programrun;
 
 TEST(Tools, plot_draws_a_sample_file_and_refuses_anything_else) {
     TempFolder folder;

@@ -1,29 +1,23 @@
 // The tools as a person runs them: their exit codes and messages, against no node, a
 // node that never answers, and a node the test starts; and the picture of a sample file.
+#include "ProgramRun.h"
 #include "TimeLimit.h"
-#include "ToolRun.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-using namespace toolrun;
+using namespace programrun;
 
 constexpr auto kLimit = std::chrono::seconds(60);
 
@@ -104,74 +98,31 @@ TEST(Tools, no_node_or_a_silent_one_is_exit_code_1_within_seconds) {
     });
 }
 
-// A program of the test's (ulsa-node, ulsa-radio), ended by SIGTERM at the end of the test.
-class Program {
-  public:
-    Program(const std::vector<std::string>& argv, const std::string& logs) {
-        m_pid = spawn(argv, logs + ".out", logs + ".err");
-    }
-    ~Program() {
-        kill(m_pid, SIGTERM);
-        int status = 0;
-        const auto deadline = Clock::now() + std::chrono::seconds(10);
-        while (waitpid(m_pid, &status, WNOHANG) == 0) {
-            if (Clock::now() > deadline) {
-                kill(m_pid, SIGKILL);
-                waitpid(m_pid, &status, 0);
-                break;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    }
-
-  private:
-    pid_t m_pid = -1;
-};
-
-// ulsa-node in a state folder of the test's, once it listens for links.
-struct Node : Program {
-    explicit Node(const std::string& state)
-        : Program({ULSA_NODE_PATH, "--state", state}, state + "/node") {
-        const auto deadline = Clock::now() + std::chrono::seconds(20);
-        struct stat info {};
-        while (stat((state + "/link").c_str(), &info) != 0 && Clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-};
-
 TEST(Tools, create_get_ask_a_radio_unit_and_delete_on_a_running_node) {
     bool noRmciClient = false;
     runWithTimeLimit(kLimit, [&noRmciClient] {
-        TempFolder state;
-        TempFolder scratch;
-        Node node(state.path());
-        const auto at = [&state](std::vector<std::string> args) {
-            args.push_back("--state");
-            args.push_back(state.path());
-            return ulsactl(std::move(args));
-        };
-        Ran result = run(at({"create"}), scratch.path());
+        Node node;
+        Ran result = node.ctl({"create"});
         ASSERT_EQ(result.code, 0) << result.err;
         EXPECT_NE(result.out.find("created ManagedElement=1,UlSpectrumAnalyzer=1"),
                   std::string::npos);
 
-        result = run(at({"get"}), scratch.path());
+        result = node.ctl({"get"});
         ASSERT_EQ(result.code, 0) << result.err;
         EXPECT_EQ(result.out,
                   "info=0\nsamplingType=0\ntargetRfPort=0\nulSpectrumSamplingStatus=0\n");
 
         // An action the node refuses: its own text, exit code 1.
-        result = run(at({"start", "--ftp", "ftp://u:p@127.0.0.1:1/d", "--target-rf-port", "RfPort=I"}),
-                     scratch.path());
+        result =
+            node.ctl({"start", "--ftp", "ftp://u:p@127.0.0.1:1/d", "--target-rf-port", "RfPort=I"});
         EXPECT_EQ(result.code, 1);
         EXPECT_NE(result.err.find("Invalid action parameter(s)"), std::string::npos) << result.err;
 
         // A radio unit of ulsa-radio, reached through its link and its status service
         // published at the node.
-        Program radio({ULSA_RADIO_PATH, "--state", state.path(), "--ports", "2"},
-                      scratch.path() + "/radio");
+        Program radio = radioUnit(node, {"--ports", "2"});
         for (int attempt = 0; attempt < 50; ++attempt) {
-            result = run(at({"capability"}), scratch.path());
+            result = node.ctl({"capability"});
             if (result.code == 0 || result.err.find("(no RMCI client)") != std::string::npos)
                 break;
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -187,9 +138,9 @@ TEST(Tools, create_get_ask_a_radio_unit_and_delete_on_a_running_node) {
                 << result.out;
         }
 
-        result = run(at({"delete"}), scratch.path());
+        result = node.ctl({"delete"});
         ASSERT_EQ(result.code, 0) << result.err;
-        result = run(at({"get"}), scratch.path());
+        result = node.ctl({"get"});
         EXPECT_EQ(result.code, 1) << result.out;
         EXPECT_FALSE(result.err.empty());
     });

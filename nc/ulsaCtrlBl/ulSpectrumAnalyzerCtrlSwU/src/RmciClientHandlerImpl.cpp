@@ -209,10 +209,12 @@ void RmciClientHandlerImpl::subscribeToService(const std::string& ldn) {
 void RmciClientHandlerImpl::unsubscribeFromService(const std::string& serviceName) {
     ULSA_TRACE(2, "RmciClientHandlerImpl::unsubscribeFromService(serviceName=%s)",
                serviceName.c_str());
-    if (serviceName == subscribedService) {
+    // A copy: the name may be subscribedService itself (the destructor passes it).
+    const std::string name = serviceName;
+    if (name == subscribedService) {
         subscribedService.clear();
     }
-    plab::nameserver::v1::getNameServer()->unsubscribeToService(serviceName, serviceFoundCallback,
+    plab::nameserver::v1::getNameServer()->unsubscribeToService(name, serviceFoundCallback,
                                                                 serviceLostCallback);
 }
 

@@ -375,6 +375,21 @@ TEST_F(RmciClientTest, theExchangeWithTheUnitReportsEachOutcomeToTheOwner) {
     });
 }
 
+// A client that goes gives its subscription of the unit's status service back, under
+// the service's name; the next client subscribes afresh.
+TEST_F(RmciClientTest, aClientThatGoesUnsubscribesTheUnitsStatusService) {
+    run([&] {
+        for (int client = 0; client < 2; ++client) {
+            startClient(1);
+            EXPECT_EQ(m_owner.calls, Calls{"actionSuccess 0x1706a11 records 1"});
+            EXPECT_EQ(m_owner.client, nullptr);
+            pump();
+        }
+        EXPECT_FALSE(m_trace->hasPrefix(0, "service (service="));
+        EXPECT_FALSE(m_trace->hasPrefix(0, "callbackPublish="));
+    });
+}
+
 TEST_F(RmciClientTest, zeroCapabilitiesInRecoveryAreAskedForAgainEveryFiveSeconds) {
     run([&] {
         RadioFaults zero;
