@@ -5,11 +5,12 @@
 //
 //   ulsa-fault-client stream --state DIR --first N --transactions T --creates K [--hold]
 //     T transactions one after the other, each creating the K analyzers
-//     "ManagedElement=1,UlSpectrumAnalyzer=<n>" from n = N + t*K on and committing
-//     them, each with targetRfPort "RfPort=<n>". One line a transaction, flushed at once:
-//     "committed t", "failed t <why>" (the commit was not confirmed), "refused t <why>" (a create
-//     was refused; rolled back). With --hold the last transaction is not committed: "held t" once
-//     its creates are confirmed, then the program waits to be killed.
+//     "ManagedElement=1,UlSpectrumAnalyzer=<n>" from n = N + t*K on, each with
+//     targetRfPort "RfPort=<n>", and committing them. One line a transaction, flushed at
+//     once: "committed t", "failed t <why>" (the commit was not confirmed), "refused t
+//     <why>" (a create was refused; rolled back). With --hold the last transaction is not
+//     committed: "held t" once its creates are confirmed, then the program waits to be
+//     killed.
 //   ulsa-fault-client present --state DIR --first N --count C
 //     gets each of those C analyzers and prints the numbers n of those the node has
 //     with their own targetRfPort "RfPort=<n>", one a line.

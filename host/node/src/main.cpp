@@ -40,7 +40,8 @@ void waitForStop(const sigset_t& set, unsigned seconds) {
             sigwait(&set, &signal);
         } else {
             const long long left =
-                std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
+                std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now())
+                    .count();
             if (left <= 0)
                 return;
             const timespec wait{static_cast<time_t>(left / 1000000000LL),
@@ -53,7 +54,8 @@ void waitForStop(const sigset_t& set, unsigned seconds) {
             return;
         const PROCESS server = ulsanode::restartTransactionServer();
         if (server != 0)
-            std::fprintf(stderr, "ulsa-node: transaction server restarted (process 0x%x)\n", server);
+            std::fprintf(stderr, "ulsa-node: transaction server restarted (process 0x%x)\n",
+                         server);
         else
             std::fprintf(stderr, "ulsa-node: the transaction server could not be restarted\n");
     }
