@@ -49,6 +49,15 @@ struct BootedNode {
 /// process.
 bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& problem);
 
+/// Restarts the transaction server "TarvoTransaction" of the running node as the
+/// platform restarts a server that crashed: the process is killed wherever it is, so
+/// its open transactions end with it (one whose commit it was applying has an unknown
+/// outcome, stored or not), its clients hear of its end through their attach, and a
+/// new server with the same configuration starts under the same name. The new
+/// server's process, or 0 when no node runs or the old server did not end. Call from
+/// a thread that is no kernel process.
+PROCESS restartTransactionServer();
+
 /// Ends the load module as its loader does (signal 252 to the entry process, which
 /// kills the static processes), waits for them to unwind, then ends every process of
 /// the kernel (ose_shutdown). Call from a thread that is no kernel process, after the

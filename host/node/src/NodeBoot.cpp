@@ -1,6 +1,7 @@
 #include "NodeBoot.h"
 
 #include "SignalDistributorAPI.h"
+#include "TransactionSignals.h"
 #include "ULSpectrumAnalyzerMain.h"
 #include "hostServices.h"
 #include "lmConfiguration.h"
@@ -27,6 +28,7 @@ struct BootState {
     bool started = false;
     ULSpectrumAnalyzerApplication::ManagerFactory factory;
     PROCESS entry = 0;
+    hosttx::TransactionServerConfig transactions;
 };
 
 // How long the stop waits for each of the load module's processes to unwind.
@@ -107,7 +109,8 @@ bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& pr
     hostns::startNameServer();
     hostdb::startDatabaseAgent(database);
     hostdb::startDatabase({database, 5000, 1000});
-    hosttx::startTransactionServer({database, 4096, 64u << 20});
+    bootState().transactions = {database, 4096, 64u << 20};
+    hosttx::startTransactionServer(bootState().transactions);
     node.database = hostdb::resolveConnectString(database);
 
     BootState& state = bootState();
@@ -127,6 +130,23 @@ bool startNode(const NodeBootOptions& options, BootedNode& node, std::string& pr
         return false;
     }
     return true;
+}
+
+PROCESS restartTransactionServer() {
+    BootState& state = bootState();
+    if (state.entry == 0 || ose_current_process_or_zero() != 0)
+        return 0;
+    ose_adopt_thread("ulsa_node_restart");
+    PROCESS restarted = 0;
+    PROCESS old = 0;
+    union SIGNAL* none = nullptr;
+    const bool found = hunt(hosttx::kTransactionServerProcess, 0, &old, &none);
+    if (found)
+        kill_proc(old);
+    if (!found || ose_wait_ended(old, kUnwindMs))
+        restarted = hosttx::startTransactionServer(state.transactions);
+    ose_leave_thread();
+    return restarted;
 }
 
 void stopNode() {

@@ -47,5 +47,7 @@ const char* nodeUsage() {
            "  --network-dn DN  the node's name in its network, before its own LDNs\n"
            "               (default SubNetwork=1,MeContext=node1)\n"
            "The node's disk \"/d\" is the folder d in the state folder.\n"
+           "signals: SIGINT, SIGTERM stop the node; SIGUSR1 restarts its transaction server\n"
+           "  TarvoTransaction as after a crash: open transactions end, clients attach anew\n"
            "environment: ULSA_TRACE (masks, e.g. 'ulsa*=0-16,Ft_*=13'), ULSA_TRACE_FILE\n";
 }

@@ -1,6 +1,6 @@
 // ulsa-node: one Linux process that is a node: it boots the kernel, the platform's
 // services and the load module, and runs until it is told to stop (SIGINT, SIGTERM)
-// or for a given number of seconds.
+// or for a given number of seconds. SIGUSR1 restarts its transaction server.
 #include "LinkEndpoint.h"
 #include "NodeBoot.h"
 #include "NodeOptions.h"
@@ -8,6 +8,8 @@
 #include "fileTransferService.h"
 #include "hostDisk.h"
 
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -15,26 +17,48 @@
 
 namespace {
 
-// Blocks the stop signals in this thread before any other thread exists, so that
-// every kernel thread inherits the mask and only sigtimedwait() below sees them.
-sigset_t blockStopSignals() {
+// Blocks the signals the node acts on in this thread before any other thread exists,
+// so that every kernel thread inherits the mask and only sigtimedwait() below sees them.
+sigset_t blockNodeSignals() {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     return set;
 }
 
-// Waits for a stop signal, at most `seconds` when that is not 0.
+// Waits for a stop signal, at most `seconds` when that is not 0; restarts the
+// transaction server at each SIGUSR1 meanwhile.
 void waitForStop(const sigset_t& set, unsigned seconds) {
-    if (seconds == 0) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(seconds);
+    for (;;) {
         int signal = 0;
-        sigwait(&set, &signal);
-        return;
+        if (seconds == 0) {
+            sigwait(&set, &signal);
+        } else {
+            const long long left =
+                std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now())
+                    .count();
+            if (left <= 0)
+                return;
+            const timespec wait{static_cast<time_t>(left / 1000000000LL),
+                                static_cast<long>(left % 1000000000LL)};
+            signal = sigtimedwait(&set, nullptr, &wait);
+            if (signal < 0 && errno == EINTR)
+                continue;
+        }
+        if (signal != SIGUSR1)
+            return;
+        const PROCESS server = ulsanode::restartTransactionServer();
+        if (server != 0)
+            std::fprintf(stderr, "ulsa-node: transaction server restarted (process 0x%x)\n",
+                         server);
+        else
+            std::fprintf(stderr, "ulsa-node: the transaction server could not be restarted\n");
     }
-    timespec timeout{static_cast<time_t>(seconds), 0};
-    sigtimedwait(&set, nullptr, &timeout);
 }
 
 }  // namespace
@@ -50,7 +74,7 @@ int main(int argc, char** argv) {
         std::fputs(nodeUsage(), stdout);
         return 0;
     }
-    const sigset_t stopSignals = blockStopSignals();
+    const sigset_t nodeSignals = blockNodeSignals();
 
     ulsanode::NodeBootOptions boot;
     boot.stateDir = options.stateDir;
@@ -85,7 +109,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "ulsa-node: load module started (entry process 0x%x)%s\n", node.entry,
                  options.seconds ? "" : "; stop with Ctrl-C");
 
-    waitForStop(stopSignals, options.seconds);
+    waitForStop(nodeSignals, options.seconds);
 
     std::fprintf(stderr, "ulsa-node: stopping\n");
     links.close();

@@ -9,6 +9,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace hostdbtest {
 
@@ -23,6 +24,18 @@ class PgCluster {
     /// The ODBC connection string of the database "postgres" as user "postgres".
     std::string connectString() const;
     int port() const { return m_port; }
+
+    /// The ODBC connection string of another database of the cluster, made when missing.
+    /// Empty with the reason when it cannot be made.
+    std::string databaseConnectString(const std::string& database, std::string& problem) const;
+
+    /// The server processes of the client sessions, other than the one this call
+    /// makes: those of the programs under test. False with the reason when they cannot
+    /// be read.
+    bool clientBackends(std::vector<int>& pids, std::string& problem) const;
+    /// Ends those sessions with pg_terminate_backend, as an operator would; false with
+    /// the reason when that fails.
+    bool terminateClients(std::string& problem) const;
 
     PgCluster(const PgCluster&) = delete;
     PgCluster& operator=(const PgCluster&) = delete;

@@ -128,6 +128,54 @@ std::string PgCluster::connectString() const {
            ";DATABASE=postgres;UID=postgres;PWD=;";
 }
 
+namespace {
+
+const char* const kOtherClients =
+    " from pg_stat_activity where pid <> pg_backend_pid() and backend_type = 'client backend'";
+
+}  // namespace
+
+std::string PgCluster::databaseConnectString(const std::string& database,
+                                             std::string& problem) const {
+    hostdb::OdbcSession session(connectString());
+    hostdb::SqlRows rows;
+    if (!session.connect() ||
+        !session.query("select 1 from pg_database where datname = '" + database + "'", rows) ||
+        (rows.empty() && !session.execute("create database " + database))) {
+        problem = hostdb::diagnosticsText(session.lastError());
+        return "";
+    }
+    std::string text = connectString();
+    text.replace(text.find("DATABASE=postgres"), 17, "DATABASE=" + database);
+    return text;
+}
+
+bool PgCluster::clientBackends(std::vector<int>& pids, std::string& problem) const {
+    pids.clear();
+    hostdb::OdbcSession session(connectString());
+    hostdb::SqlRows rows;
+    if (!session.connect() || !session.query(std::string("select pid") + kOtherClients, rows)) {
+        problem = hostdb::diagnosticsText(session.lastError());
+        return false;
+    }
+    for (const auto& row : rows) {
+        if (!row.empty() && row[0])
+            pids.push_back(std::atoi(row[0]->c_str()));
+    }
+    return true;
+}
+
+bool PgCluster::terminateClients(std::string& problem) const {
+    hostdb::OdbcSession session(connectString());
+    hostdb::SqlRows rows;
+    if (!session.connect() ||
+        !session.query(std::string("select pg_terminate_backend(pid)") + kOtherClients, rows)) {
+        problem = hostdb::diagnosticsText(session.lastError());
+        return false;
+    }
+    return true;
+}
+
 PgCluster::~PgCluster() {
     stop();
 }
@@ -166,10 +214,13 @@ bool PgCluster::start(std::string& whyNot) {
         return false;
     }
     m_port = freeLoopbackPort();
+    // No fsync: the machine does not crash under a test. But commits stay synchronous:
+    // a test may kill a server process, and the server's recovery then drops what an
+    // asynchronous commit had confirmed and not yet written.
     m_server = spawnAs(user,
                        {m_bin + "/postgres", "-D", m_folder + "/data", "-p", std::to_string(m_port),
                         "-k", m_folder, "-c", "listen_addresses=127.0.0.1", "-c", "fsync=off", "-c",
-                        "synchronous_commit=off", "-c", "full_page_writes=off"},
+                        "full_page_writes=off"},
                        log);
     if (m_server < 0) {
         whyNot = "cannot start postgres";
