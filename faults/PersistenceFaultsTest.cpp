@@ -235,12 +235,12 @@ TEST(PersistenceFaults, database_sessions_killed_during_the_restore_bring_back_e
         GTEST_SKIP() << whyNot;
     const std::string connect = database(*pg, "faults_restore");
     TempFolder state;
-    constexpr unsigned kStored = 300;
+    constexpr unsigned kStored = 1500;
     {
         NodeOnState filler(state.path(), connect);
         ASSERT_TRUE(filler.start()) << filler.program().err();
         const Ran filled =
-            filler.client({"stream", "--first", "1", "--transactions", "10", "--creates", "30"});
+            filler.client({"stream", "--first", "1", "--transactions", "10", "--creates", "150"});
         ASSERT_EQ(lineCount(filled.out), 10u) << filled.err;
         ASSERT_EQ(occurrences(filled.out, "committed"), 10u) << filled.out;
     }
@@ -260,12 +260,14 @@ TEST(PersistenceFaults, database_sessions_killed_during_the_restore_bring_back_e
         const std::size_t seen = programrun::slurp(node.traceFile()).size();
         pollUntil(
             [&] {
-                return programrun::slurp(node.traceFile()).size() > seen + 2000 ||
+                return programrun::slurp(node.traceFile()).size() > seen + 200 ||
                        !node.program().running();
             },
             std::chrono::seconds(5));
     }
-    EXPECT_GE(round, 2) << "the restore ended before it could be disturbed";
+    // Each round kills only while the restore has not ended; how many rounds it takes
+    // depends on how fast the restore is.
+    EXPECT_GE(round, 1) << "the restore ended before it could be disturbed";
     if (!node.program().running()) {
         // It failed loudly: the next start restores all.
         EXPECT_NE(node.program().err().find("restore"), std::string::npos) << node.program().err();
