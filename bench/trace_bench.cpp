@@ -50,7 +50,7 @@ namespace {
 constexpr long kIterations = 20000000;
 constexpr int kRounds = 15;
 
-TraceObject* g_object = nullptr;
+TraceRef g_object{nullptr};  // read as a group reference is, with acquire order
 
 double emptyLoop() {
     const auto start = std::chrono::steady_clock::now();

@@ -42,6 +42,9 @@ function(ulsa_test name)
   include(GoogleTest)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if("threads" IN_LIST ARG_LABELS)
+    set_property(GLOBAL APPEND PROPERTY ULSA_THREADS_TESTS ${name})
+  endif()
 endfunction()
 
 # ulsa_uses_programs(target): a test that runs the programs (testSupport's

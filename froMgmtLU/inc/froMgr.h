@@ -23,6 +23,7 @@
 #include "MOCRegistrationItem.h"
 #include "ReadOnlyAttribute.h"
 #include "listener.h"
+#include "traceAndError.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -38,7 +39,6 @@
 class AttrNameValue;
 class LdnNode;
 class TraceHandle;
-struct TraceObject;
 class fRO;
 
 class froMgr : public listener::Subject {
@@ -251,7 +251,7 @@ class froMgr : public listener::Subject {
     std::unordered_multimap<uint32_t, Store::const_iterator> idIndex;
     // first: group "FroMgmtLU" (entry and exit); second: the node's group "Ft_CONFIG"
     // (what happens to the store), through its global reference, which start-up fills.
-    std::pair<const TraceHandle*, TraceObject* const*> traces;
+    std::pair<const TraceHandle*, const TraceRef*> traces;
     std::map<std::uintptr_t, std::weak_ptr<CreationCallback>> creationSubscribers;
     AttributeWriter attributeWriter;
 };

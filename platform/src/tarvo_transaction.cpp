@@ -30,7 +30,7 @@ const TraceObject* ownTrace() {
     do {                                                                              \
         const TraceObject* txObj_ = ownTrace();                                       \
         if (!traceLevelOn(txObj_, (level)))                                           \
-            txObj_ = traceDefaultRef;                                                 \
+            txObj_ = traceRefGet(traceDefaultRef);                                    \
         if (traceLevelOn(txObj_, (level)))                                            \
             traceText(txObj_, (level), __FILE__, __LINE__, traceFormat(__VA_ARGS__)); \
     } while (0)

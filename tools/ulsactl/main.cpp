@@ -199,7 +199,17 @@ class NodeConnection {
 
     mgmt::ManagementClient& client() { return m_client; }
 
+    // A command that fails throws past its close(): the connection is closed here
+    // then, so that the kernel's processes end and their threads are joined before
+    // the program exits.
+    ~NodeConnection() { close(); }
+    NodeConnection(const NodeConnection&) = delete;
+    NodeConnection& operator=(const NodeConnection&) = delete;
+
     void close() {
+        if (m_closed)
+            return;
+        m_closed = true;
         m_client.close();
         m_links.close();
         ose_shutdown();
@@ -240,6 +250,7 @@ class NodeConnection {
     hostlink::LinkEndpoint m_links{[](const std::string&) {}};
     mgmt::ManagementClient m_client;
     mgmt::Confirm m_last;
+    bool m_closed = false;
 };
 
 mgmt::FroRef analyzerRef(const Arguments& args) {

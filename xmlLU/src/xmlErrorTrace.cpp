@@ -1,6 +1,6 @@
 #include "xmlErrorTrace.h"
 
 const TraceObject* xmlErrorTrace() {
-    const TraceObject* object = traceDefaultRef;
+    const TraceObject* object = traceRefGet(traceDefaultRef);
     return object != nullptr ? object : &traceDummyObject;
 }

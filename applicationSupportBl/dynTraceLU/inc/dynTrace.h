@@ -6,7 +6,9 @@
 //   TRACE_GROUP(traceGroups::ulSpectrumAnalyzerCtrlInit, 4, "ULSpectrumAnalyzer Main Process started");
 //
 // The level test stands inline in front of every call: a level that is off costs
-// one load and one test, and nothing is formatted or allocated. Texts longer than
+// one load and one test, and nothing is formatted or allocated. A reference that the
+// service may set meanwhile (a group's, the default one) is read with acquire order,
+// which costs nothing more than a plain load on the common processors. Texts longer than
 // 400 characters are written between "BEGIN long trace" and "END long trace" in
 // pieces of 400.
 #ifndef DYN_TRACE_H
@@ -39,6 +41,7 @@ private:
 };
 
 inline const TraceObject* traceObjectOf(const TraceObject* object) { return object; }
+inline const TraceObject* traceObjectOf(const TraceRef& ref) { return traceRefGet(ref); }
 inline const TraceObject* traceObjectOf(const TraceHandle& handle) { return handle.get(); }
 
 /// printf-style formatting into a string, for the trace call that follows.
@@ -54,7 +57,7 @@ void traceData(const TraceObject* object, unsigned level, const char* file, unsi
 
 /// A group trace: the group's level and bit 21 of the default object must both be on.
 inline bool traceGroupOn(const TraceObject* group, unsigned level) {
-    return traceLevelOn(group, level) && traceLevelOn(traceDefaultRef, 21);
+    return traceLevelOn(group, level) && traceLevelOn(traceRefGet(traceDefaultRef), 21);
 }
 
 #define TRACE_ON(obj, level) traceLevelOn(traceObjectOf(obj), (level))
@@ -76,7 +79,7 @@ inline bool traceGroupOn(const TraceObject* group, unsigned level) {
 
 #define TRACE_GROUP(group, level, ...)                                               \
     do {                                                                             \
-        const TraceObject* traceObj_ = (group);                                      \
+        const TraceObject* traceObj_ = traceObjectOf(group);                         \
         if (traceGroupOn(traceObj_, (level)))                                        \
             traceText(traceObj_, (level), __FILE__, __LINE__, traceFormat(__VA_ARGS__)); \
     } while (0)

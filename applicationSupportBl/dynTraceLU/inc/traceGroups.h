@@ -11,23 +11,23 @@
 namespace traceGroups {
 
 // Groups of the platform proxies.
-extern TraceObject* OSA_PRI_IF;
-extern TraceObject* TARVO_DBI_IF;
-extern TraceObject* TARVO_SCSPI_IF;
-extern TraceObject* OSA_AVLI_IF;
-extern TraceObject* TARVO_IPAPPLREGI_IF;
-extern TraceObject* TARVO_LDLI_IF;
+extern TraceRef OSA_PRI_IF;
+extern TraceRef TARVO_DBI_IF;
+extern TraceRef TARVO_SCSPI_IF;
+extern TraceRef OSA_AVLI_IF;
+extern TraceRef TARVO_IPAPPLREGI_IF;
+extern TraceRef TARVO_LDLI_IF;
 
 // Groups of the application.
-extern TraceObject* ulSpectrumAnalyzerCtrlSwU;
-extern TraceObject* ulSpectrumAnalyzerCtrlInit;
-extern TraceObject* ulsaRoSigHndSwU;
-extern TraceObject* ulsaRmciIf;
-extern TraceObject* ulsaRftiIf;
-extern TraceObject* ulsaUsiIf;
+extern TraceRef ulSpectrumAnalyzerCtrlSwU;
+extern TraceRef ulSpectrumAnalyzerCtrlInit;
+extern TraceRef ulsaRoSigHndSwU;
+extern TraceRef ulsaRmciIf;
+extern TraceRef ulsaRftiIf;
+extern TraceRef ulsaUsiIf;
 
 // The start-up banner's group, one of the Ft_ groups.
-extern TraceObject* Ft_RESTART;
+extern TraceRef Ft_RESTART;
 
 // The Ft_ groups, in their order of registration.
 #define ULSA_FT_TRACE_GROUPS(X) \
@@ -114,7 +114,7 @@ extern TraceObject* Ft_RESTART;
     X(ncEndianSwapLU)
 // clang-format on
 
-#define ULSA_DECLARE_TRACE_GROUP(name) extern TraceObject* name;
+#define ULSA_DECLARE_TRACE_GROUP(name) extern TraceRef name;
 ULSA_FT_TRACE_GROUPS(ULSA_DECLARE_TRACE_GROUP)
 ULSA_NC_TRACE_GROUPS(ULSA_DECLARE_TRACE_GROUP)
 #undef ULSA_DECLARE_TRACE_GROUP
@@ -123,7 +123,7 @@ ULSA_NC_TRACE_GROUPS(ULSA_DECLARE_TRACE_GROUP)
 constexpr int kNcTraceGroupCount = 58;
 
 /// Registers one group under its plain name and stores its object in *reference.
-void registerTraceGroup(const char* name, TraceObject** reference);
+void registerTraceGroup(const char* name, TraceRef* reference);
 
 /// Registers the six proxy groups but OSA_PRI_IF (which comes before the database
 /// agent's hunt), in their order.

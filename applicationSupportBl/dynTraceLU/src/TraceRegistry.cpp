@@ -6,14 +6,27 @@
 
 namespace applsupp {
 
-TraceRegistry::TraceRegistry(const char* ownGroup) : m_trace(&traceDummyObject) {
+namespace {
+
+// The service's object of that name, or null when the service refuses the name.
+TraceObject* registerWithService(const char* name) {
+    TraceRef reference{nullptr};
+    TraceCall call{};
+    call.ref = &reference;
+    call.name = name;
+    return traceAndErrorInit(TRACE_OP_REGISTER, &call) == 0 ? traceRefGet(reference) : nullptr;
+}
+
+TraceObject* ownTraceObject(const char* ownGroup) {
     TraceCall setup{};
     traceAndErrorInit(TRACE_OP_SETUP, &setup);
-    TraceCall call{};
-    call.ref = &m_trace;
-    call.name = ownGroup;
-    traceAndErrorInit(TRACE_OP_REGISTER, &call);
+    TraceObject* object = registerWithService(ownGroup);
+    return object != nullptr ? object : &traceDummyObject;
 }
+
+}  // namespace
+
+TraceRegistry::TraceRegistry(const char* ownGroup) : m_trace(ownTraceObject(ownGroup)) {}
 
 bool TraceRegistry::terminated(PROCESS pid) {
     if (pid == 0) {
@@ -41,11 +54,8 @@ TraceObject* TraceRegistry::registerTraceObject(const std::string& name) {
     const PROCESS self = callingProcess();
     auto it = m_entries.find(name);
     if (it == m_entries.end()) {
-        TraceObject* reference = &traceDummyObject;
-        TraceCall call{};
-        call.ref = &reference;
-        call.name = name.c_str();
-        if (traceAndErrorInit(TRACE_OP_REGISTER, &call) != 0) {
+        TraceObject* reference = registerWithService(name.c_str());
+        if (reference == nullptr) {
             TRACE(m_trace, 1, "Trace object name \"%s\" refused by the trace service",
                   name.c_str());
             return &traceDummyObject;
@@ -57,10 +67,10 @@ TraceObject* TraceRegistry::registerTraceObject(const std::string& name) {
               "Trace object \"%s\" was owned by a terminated process (0x%x)! Register a new "
               "trace object in this process (0x%x).",
               name.c_str(), entry.ownerProcess, self);
-        TraceCall call{};
-        call.ref = &entry.traceRef;
-        call.name = name.c_str();
-        traceAndErrorInit(TRACE_OP_REGISTER, &call);
+        TraceObject* reference = registerWithService(name.c_str());
+        if (reference != nullptr) {
+            entry.traceRef = reference;
+        }
         entry.userCount = 0;
         entry.ownerProcess = self;
     }
@@ -79,8 +89,9 @@ void TraceRegistry::deregisterTraceObject(TraceObject* reference) {
             continue;
         }
         if (--entry.userCount == 0) {
+            TraceRef freed{entry.traceRef};
             TraceCall call{};
-            call.ref = &entry.traceRef;
+            call.ref = &freed;
             traceAndErrorInit(TRACE_OP_FREE, &call);
             m_entries.erase(it);
         }

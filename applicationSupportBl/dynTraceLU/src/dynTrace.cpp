@@ -40,19 +40,20 @@ namespace {
 
 // A null object is the dummy object, as the service hands it out.
 TraceObject* resolve(const TraceObject* object) {
-    TraceObject* reference = const_cast<TraceObject*>(object);
-    if (reference == nullptr) {
+    TraceRef reference{const_cast<TraceObject*>(object)};
+    if (object == nullptr) {
         TraceCall call{};
         call.ref = &reference;
         traceAndErrorInit(TRACE_OP_GET_REF, &call);
     }
-    return reference;
+    return traceRefGet(reference);
 }
 
 void writePiece(TraceObject* object, unsigned level, const char* file, unsigned line,
                 const char* text) {
+    TraceRef reference{object};
     TraceCall call{};
-    call.ref = &object;
+    call.ref = &reference;
     call.level = level;
     call.file = file;
     call.line = line;
@@ -81,8 +82,8 @@ void traceText(const TraceObject* object, unsigned level, const char* file, unsi
 
 void traceData(const TraceObject* object, unsigned level, const char* file, unsigned line,
                const std::string& heading, const void* data, std::size_t length) {
-    TraceObject* reference = resolve(object);
-    if (reference == nullptr) {
+    TraceRef reference{resolve(object)};
+    if (traceRefGet(reference) == nullptr) {
         return;
     }
     TraceCall call{};

@@ -9,21 +9,21 @@
 namespace traceGroups {
 
 // Constant-initialised to the dummy object: safe to trace through before start-up.
-TraceObject* OSA_PRI_IF = &traceDummyObject;
-TraceObject* TARVO_DBI_IF = &traceDummyObject;
-TraceObject* TARVO_SCSPI_IF = &traceDummyObject;
-TraceObject* OSA_AVLI_IF = &traceDummyObject;
-TraceObject* TARVO_IPAPPLREGI_IF = &traceDummyObject;
-TraceObject* TARVO_LDLI_IF = &traceDummyObject;
+TraceRef OSA_PRI_IF{&traceDummyObject};
+TraceRef TARVO_DBI_IF{&traceDummyObject};
+TraceRef TARVO_SCSPI_IF{&traceDummyObject};
+TraceRef OSA_AVLI_IF{&traceDummyObject};
+TraceRef TARVO_IPAPPLREGI_IF{&traceDummyObject};
+TraceRef TARVO_LDLI_IF{&traceDummyObject};
 
-TraceObject* ulSpectrumAnalyzerCtrlSwU = &traceDummyObject;
-TraceObject* ulSpectrumAnalyzerCtrlInit = &traceDummyObject;
-TraceObject* ulsaRoSigHndSwU = &traceDummyObject;
-TraceObject* ulsaRmciIf = &traceDummyObject;
-TraceObject* ulsaRftiIf = &traceDummyObject;
-TraceObject* ulsaUsiIf = &traceDummyObject;
+TraceRef ulSpectrumAnalyzerCtrlSwU{&traceDummyObject};
+TraceRef ulSpectrumAnalyzerCtrlInit{&traceDummyObject};
+TraceRef ulsaRoSigHndSwU{&traceDummyObject};
+TraceRef ulsaRmciIf{&traceDummyObject};
+TraceRef ulsaRftiIf{&traceDummyObject};
+TraceRef ulsaUsiIf{&traceDummyObject};
 
-#define ULSA_DEFINE_TRACE_GROUP(name) TraceObject* name = &traceDummyObject;
+#define ULSA_DEFINE_TRACE_GROUP(name) TraceRef name{&traceDummyObject};
 ULSA_FT_TRACE_GROUPS(ULSA_DEFINE_TRACE_GROUP)
 ULSA_NC_TRACE_GROUPS(ULSA_DEFINE_TRACE_GROUP)
 #undef ULSA_DEFINE_TRACE_GROUP
@@ -33,7 +33,7 @@ static_assert(0 ULSA_NC_TRACE_GROUPS(ULSA_COUNT_TRACE_GROUP) == kNcTraceGroupCou
               "the node-control library has 58 groups");
 #undef ULSA_COUNT_TRACE_GROUP
 
-void registerTraceGroup(const char* name, TraceObject** reference) {
+void registerTraceGroup(const char* name, TraceRef* reference) {
     // The service is set up by the first registration of the process.
     static const int setUp = [] {
         TraceCall setup{};

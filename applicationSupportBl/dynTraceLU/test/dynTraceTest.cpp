@@ -11,12 +11,12 @@
 namespace {
 
 TraceObject* serviceObject(const char* name) {
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     call.name = name;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0);
-    return ref;
+    return ref.load();
 }
 
 std::string text(std::size_t length) {

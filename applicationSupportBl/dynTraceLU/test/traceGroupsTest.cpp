@@ -16,7 +16,7 @@ namespace {
 using namespace traceGroups;
 
 struct Group {
-    TraceObject** global;
+    TraceRef* global;
     const char* name;
 };
 
@@ -55,7 +55,7 @@ TEST(TraceGroups, GroupsAreTheDummyUntilRegisteredAndThenRegisteredInStartUpOrde
         {&ncImaIf, "ncImaIf"},
     };
     for (const Group& group : order) {
-        EXPECT_EQ(*group.global, &traceDummyObject) << group.name;
+        EXPECT_EQ(group.global->load(), &traceDummyObject) << group.name;
     }
     {
         // Before start-up a group trace goes through the dummy object and its levels.
@@ -74,10 +74,11 @@ TEST(TraceGroups, GroupsAreTheDummyUntilRegisteredAndThenRegisteredInStartUpOrde
 
     uint32_t previousId = 0;
     for (const Group& group : order) {
-        ASSERT_NE(*group.global, &traceDummyObject) << group.name;
-        EXPECT_STREQ((*group.global)->name, group.name);
-        EXPECT_GT((*group.global)->id, previousId) << group.name << " out of order";
-        previousId = (*group.global)->id;
+        const TraceObject* object = group.global->load();
+        ASSERT_NE(object, &traceDummyObject) << group.name;
+        EXPECT_STREQ(object->name, group.name);
+        EXPECT_GT(object->id, previousId) << group.name << " out of order";
+        previousId = object->id;
     }
     // All 58 groups of the node-control library follow the Ft_ groups.
     int ncGroups = 0;
@@ -86,24 +87,24 @@ TEST(TraceGroups, GroupsAreTheDummyUntilRegisteredAndThenRegisteredInStartUpOrde
             continue;
         }
         ++ncGroups;
-        TraceObject* ref = nullptr;
+        TraceRef ref{nullptr};
         TraceCall call{};
         call.ref = &ref;
         call.name = info.name.c_str();
         ASSERT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0);
-        EXPECT_GT(ref->id, Ft_BB_RESOURCE_SET_HANDLING->id) << info.name;
+        EXPECT_GT(ref.load()->id, Ft_BB_RESOURCE_SET_HANDLING.load()->id) << info.name;
     }
     EXPECT_EQ(ncGroups, kNcTraceGroupCount);
 }
 
 TEST(TraceGroups, GroupTraceNeedsItsLevelAndBit21OfTheDefaultObject) {
     traceConfigure("grpGate=5");
-    TraceObject* group = &traceDummyObject;
+    TraceRef group{&traceDummyObject};
     registerTraceGroup("grpGate", &group);
     TraceCall attach{};
     attach.ref = &traceDefaultRef;
     ASSERT_EQ(traceAndErrorInit(TRACE_OP_ATTACH, &attach), 0);
-    ASSERT_STREQ(traceDefaultRef->name, kTraceDefaultObjectName);
+    ASSERT_STREQ(traceDefaultRef.load()->name, kTraceDefaultObjectName);
 
     TraceCapture capture;
     TRACE_GROUP(group, 5, "group on");

@@ -12,8 +12,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
 #include <functional>
+#include <mutex>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -102,10 +105,20 @@ class FakeService {
         start(m_pid);
     }
     PROCESS pid() const { return m_pid; }
-    /// Another script for the requests from now on; set from the client's thread
-    /// between calls (the request's signal orders it before the fake reads it).
-    void script(Script next) { m_script = std::move(next); }
-    /// Every request received so far.
+    /// Another script for the requests from now on.
+    void script(Script next) {
+        std::lock_guard<std::mutex> lock(m_lock);
+        m_script = std::move(next);
+    }
+    /// Waits until the script has run for count requests. A request that got no
+    /// answer (a time-out) is otherwise not ordered before what the test does next.
+    bool waitHandled(std::size_t count) {
+        std::unique_lock<std::mutex> lock(m_lock);
+        return m_handledChanged.wait_for(lock, std::chrono::seconds(10),
+                                         [&] { return m_handled >= count; });
+    }
+    /// Every request received so far; read after an answer, which orders the records
+    /// before the read.
     const std::vector<Received>& received() const { return m_received; }
 
   private:
@@ -128,8 +141,18 @@ class FakeService {
             request.bytes.assign(p, p + size);
             request.number = request.word(0);
             free_buf(&signal);
-            self.m_received.push_back(request);
-            const Reply reply = self.m_script(request);
+            Script script;
+            {
+                std::lock_guard<std::mutex> lock(self.m_lock);
+                self.m_received.push_back(request);
+                script = self.m_script;
+            }
+            const Reply reply = script(request);
+            {
+                std::lock_guard<std::mutex> lock(self.m_lock);
+                ++self.m_handled;
+            }
+            self.m_handledChanged.notify_all();
             for (const Bytes& bytes : reply.signals) {
                 SIGSELECT number;
                 std::memcpy(&number, bytes.data(), sizeof number);
@@ -142,7 +165,10 @@ class FakeService {
         }
     }
 
+    std::mutex m_lock;  // guards m_script, m_handled and the growth of m_received
+    std::condition_variable m_handledChanged;
     Script m_script;
+    std::size_t m_handled = 0;
     std::string m_name;
     PROCESS m_pid = 0;
     std::vector<Received> m_received;

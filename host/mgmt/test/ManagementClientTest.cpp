@@ -232,6 +232,7 @@ TEST_F(ManagementClientTest, a_missing_answer_times_out_and_comes_late_without_b
             EXPECT_EQ(first.outcome, Outcome::timedOut);
             EXPECT_NE(first.errorText.find("MAO_FRO_CREATE_CFM"), std::string::npos);
             EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+            ASSERT_TRUE(fake.waitHandled(1));
 
             // The late answer (id 42) comes just before the one to the second create (id 43).
             fake.script([&](const Received& r) {

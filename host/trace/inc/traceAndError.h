@@ -6,6 +6,11 @@
  * from any thread, which is why it is read with a relaxed atomic load. Callers test
  * the mask inline and call the service only for a level that is on.
  *
+ * A reference to a trace object (TraceRef) is set by the service (register, free,
+ * attach) while other threads may trace through it. The service stores it with
+ * release order and a reader loads it with acquire order, so that a reader that sees
+ * a new object also sees its fields; on the common processors both are plain moves.
+ *
  * Everything else goes through traceAndErrorInit(operation, call), with the
  * operation numbers below and the fields of TraceCall that each one reads.
  */
@@ -25,11 +30,20 @@ struct TraceObject {
     char name[64];
 };
 
+typedef std::atomic<TraceObject*> TraceRef;
+
 inline bool traceLevelOn(const TraceObject* object, unsigned level) {
     return ((object->mask.load(std::memory_order_relaxed) >> level) & 1u) != 0;
 }
 
+/// The object a reference points at now.
+inline TraceObject* traceRefGet(const TraceRef& ref) {
+    return ref.load(std::memory_order_acquire);
+}
+
 extern "C" {
+#else
+typedef _Atomic(struct TraceObject*) TraceRef;
 #endif
 
 /* Operation numbers of traceAndErrorInit. */
@@ -46,7 +60,7 @@ enum TraceOperation {
 };
 
 struct TraceCall {
-    struct TraceObject** ref;
+    TraceRef* ref;
     const char* name;
     uint32_t level;
     const char* file;
@@ -66,7 +80,7 @@ extern struct TraceObject traceDummyObject;
 
 /* The default object, filled by TRACE_OP_ATTACH. Bit 21 of its mask gates every
  * group trace. */
-extern struct TraceObject* traceDefaultRef;
+extern TraceRef traceDefaultRef;
 
 #ifdef __cplusplus
 }

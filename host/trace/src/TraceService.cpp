@@ -73,14 +73,14 @@ int TraceService::call(int operation, TraceCall* call) {
             if (call->ref == nullptr) {
                 return -1;
             }
-            *call->ref = &m_default->object;
+            call->ref->store(&m_default->object, std::memory_order_release);
             return 0;
         case TRACE_OP_GET_REF:
             if (call->ref == nullptr) {
                 return -1;
             }
-            if (*call->ref == nullptr) {
-                *call->ref = &traceDummyObject;
+            if (call->ref->load(std::memory_order_acquire) == nullptr) {
+                call->ref->store(&traceDummyObject, std::memory_order_release);
             }
             return 0;
         case TRACE_OP_WRITE:
@@ -119,23 +119,24 @@ int TraceService::registerObject(const TraceCall& call) {
         // Rules match the full name; the record keeps a cut copy for output only.
         slot->object.mask.store(maskFor(call.name, *slot), std::memory_order_relaxed);
     }
-    *call.ref = &slot->object;
+    call.ref->store(&slot->object, std::memory_order_release);
     return 0;
 }
 
 int TraceService::freeObject(const TraceCall& call) {
-    if (call.ref == nullptr || *call.ref == nullptr) {
+    const TraceObject* object = call.ref != nullptr ? traceRefGet(*call.ref) : nullptr;
+    if (object == nullptr) {
         return -1;
     }
     std::lock_guard<std::mutex> lock(m_lock);
     for (auto& entry : m_records) {
         Record& record = *entry.second;
-        if (&record.object == *call.ref) {
+        if (&record.object == object) {
             if (record.isDefault || !record.registered) {
                 return -1;
             }
             record.registered = false;
-            *call.ref = &traceDummyObject;
+            call.ref->store(&traceDummyObject, std::memory_order_release);
             return 0;
         }
     }
@@ -143,12 +144,11 @@ int TraceService::freeObject(const TraceCall& call) {
 }
 
 const TraceObject* TraceService::writtenObject(const TraceCall& call) {
-    if (call.ref == nullptr || *call.ref == nullptr || call.text == nullptr ||
-        call.level > kMaxLevel) {
+    if (call.ref == nullptr || call.text == nullptr || call.level > kMaxLevel) {
         return nullptr;
     }
-    const TraceObject* object = *call.ref;
-    return object->magic == kTraceObjectMagic ? object : nullptr;
+    const TraceObject* object = traceRefGet(*call.ref);
+    return object != nullptr && object->magic == kTraceObjectMagic ? object : nullptr;
 }
 
 int TraceService::write(const TraceCall& call) {

@@ -14,7 +14,7 @@ extern "C" {
 TraceObject traceDummyObject = {kTraceObjectMagic, 0, 0, {kDummyMask}, "traceDummy"};
 
 // The dummy object until a process attaches: its bit 21 lets group traces through.
-TraceObject* traceDefaultRef = &traceDummyObject;
+TraceRef traceDefaultRef{&traceDummyObject};
 
 int traceAndErrorInit(int operation, TraceCall* call) {
     return TraceService::instance().call(operation, call);

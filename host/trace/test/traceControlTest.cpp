@@ -16,12 +16,12 @@ const SIGSELECT kSetMaskCfm[] = {1, TRACE_SET_MASK_CFM};
 const SIGSELECT kListCfm[] = {1, TRACE_LIST_CFM};
 
 TraceObject* registerName(const char* name) {
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     call.name = name;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0);
-    return ref;
+    return ref.load();
 }
 
 // Sends a set-mask request of the given size (the pattern cut to fit) and returns the
@@ -108,7 +108,7 @@ TEST(TraceControl, ProcessNameOfTheWriterIsInTheLine) {
     TraceCapture capture;
     runWithTimeLimit(std::chrono::seconds(30), [object] {
         ose_adopt_thread("trace_writer_proc");
-        TraceObject* ref = object;
+        TraceRef ref{object};
         TraceCall call{};
         call.ref = &ref;
         call.level = 1;

@@ -38,12 +38,12 @@ TEST(TraceEnvironment, SetUpReadsTheRulesAndAppendsToTheFile) {
     setenv("ULSA_TRACE", "envA*=9", 1);
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_SETUP, &setup), 0);
 
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     call.name = "envAlpha";
     ASSERT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0);
-    EXPECT_EQ(ref->mask.load(), (1u << 2) | (1u << 3));
+    EXPECT_EQ(ref.load()->mask.load(), (1u << 2) | (1u << 3));
     call.level = 3;
     call.file = "src/env.cpp";
     call.line = 12;

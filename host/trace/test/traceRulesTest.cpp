@@ -11,12 +11,12 @@
 namespace {
 
 TraceObject* registerName(const std::string& name) {
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     call.name = name.c_str();
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0) << name;
-    return ref;
+    return ref.load();
 }
 
 uint32_t levels(std::initializer_list<unsigned> list) {

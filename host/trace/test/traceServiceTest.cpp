@@ -13,18 +13,19 @@
 namespace {
 
 TraceObject* registerName(const char* name) {
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     call.name = name;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), 0) << name;
-    return ref;
+    return ref.load();
 }
 
 int writeText(TraceObject* object, unsigned level, const char* text, const char* file = "t.cpp",
               unsigned line = 1) {
+    TraceRef ref{object};
     TraceCall call{};
-    call.ref = &object;
+    call.ref = &ref;
     call.level = level;
     call.file = file;
     call.line = line;
@@ -34,8 +35,9 @@ int writeText(TraceObject* object, unsigned level, const char* text, const char*
 
 int writeData(TraceObject* object, unsigned level, const char* heading, const void* data,
               uint16_t length) {
+    TraceRef ref{object};
     TraceCall call{};
-    call.ref = &object;
+    call.ref = &ref;
     call.level = level;
     call.file = "d.cpp";
     call.line = 7;
@@ -83,11 +85,11 @@ TEST_F(TraceServiceTest, NameRegisteredTwiceIsOneObjectAndAFreedObjectLeavesTheL
     EXPECT_NE(registerName("svcOther"), first);
     EXPECT_TRUE(listed("svcShared"));
 
-    TraceObject* ref = first;
+    TraceRef ref{first};
     TraceCall call{};
     call.ref = &ref;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_FREE, &call), 0);
-    EXPECT_EQ(ref, &traceDummyObject);
+    EXPECT_EQ(ref.load(), &traceDummyObject);
     EXPECT_FALSE(listed("svcShared"));
     // The dummy, an already freed object and a stranger are not the service's to free.
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_FREE, &call), -1);
@@ -171,19 +173,20 @@ TEST_F(TraceServiceTest, DataIsWrittenAsHexDumpLinesAfterItsHeading) {
 }
 
 TEST_F(TraceServiceTest, GetRefAndAttachHandOutTheDummyAndTheDefaultObject) {
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     TraceCall call{};
     call.ref = &ref;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_GET_REF, &call), 0);
-    EXPECT_EQ(ref, &traceDummyObject);
+    EXPECT_EQ(ref.load(), &traceDummyObject);
     TraceObject* own = registerName("svcGetRef");
     ref = own;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_GET_REF, &call), 0);
-    EXPECT_EQ(ref, own);
+    EXPECT_EQ(ref.load(), own);
 
-    TraceObject* defaultRef = &traceDummyObject;
-    call.ref = &defaultRef;
+    TraceRef attached{&traceDummyObject};
+    call.ref = &attached;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_ATTACH, &call), 0);
+    const TraceObject* defaultRef = attached.load();
     ASSERT_NE(defaultRef, &traceDummyObject);
     EXPECT_STREQ(defaultRef->name, kTraceDefaultObjectName);
     EXPECT_EQ(defaultRef->mask.load(), kTraceDefaultObjectMask);
@@ -200,10 +203,9 @@ TEST_F(TraceServiceTest, GetRefAndAttachHandOutTheDummyAndTheDefaultObject) {
     traceConfigure("");
     EXPECT_EQ(defaultRef->mask.load(), kTraceDefaultObjectMask);
 
-    TraceObject* copy = defaultRef;
-    call.ref = &copy;
+    call.ref = &attached;
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_FREE, &call), -1);
-    EXPECT_EQ(copy, defaultRef);
+    EXPECT_EQ(attached.load(), defaultRef);
 }
 
 TEST_F(TraceServiceTest, MalformedCallsAreRefusedAndWriteNothing) {
@@ -216,12 +218,12 @@ TEST_F(TraceServiceTest, MalformedCallsAreRefusedAndWriteNothing) {
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), -1);  // no name, no ref
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_ATTACH, &call), -1);
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_GET_REF, &call), -1);
-    TraceObject* ref = nullptr;
+    TraceRef ref{nullptr};
     call.ref = &ref;
     for (const char* name : {"", "two words", "tab\tname", "line\nfeed"}) {
         call.name = name;
         EXPECT_EQ(traceAndErrorInit(TRACE_OP_REGISTER, &call), -1) << name;
-        EXPECT_EQ(ref, nullptr);
+        EXPECT_EQ(ref.load(), nullptr);
     }
     EXPECT_EQ(traceAndErrorInit(TRACE_OP_WRITE, &call), -1);  // null object
     ref = registerName("svcRefused");

@@ -32,7 +32,7 @@ TEST(TraceThreads, RecordsOfFourThreadsStayWholeAndInOrder) {
         for (int t = 0; t < kThreads; ++t) {
             threads.emplace_back([t] {
                 const std::string name = "threadObj" + std::to_string(t);
-                TraceObject* object = nullptr;
+                TraceRef object{nullptr};
                 TraceCall call{};
                 call.ref = &object;
                 call.name = name.c_str();

@@ -18,7 +18,7 @@
 #define IMA_TRACE(level, ...) TRACE_GROUP(traceGroups::ncImaIf, (level), __VA_ARGS__)
 #define IMA_TRACE_DATA(level, data, length, ...)                                      \
     do {                                                                              \
-        if (traceLevelOn(traceDefaultRef, 21))                                        \
+        if (traceLevelOn(traceRefGet(traceDefaultRef), 21))                           \
             TRACE_DATA(traceGroups::ncImaIf, (level), (data), (length), __VA_ARGS__); \
     } while (0)
 
