@@ -142,9 +142,14 @@ int main(int argc, char** argv) {
     int code = 0;
     {
         mgmt::ManagementClient client;
-        if (!client.connect(options.timeoutMs).ok() ||
-            !client.initiate("R1A", options.timeoutMs).ok()) {
-            std::fprintf(stderr, "ulsa-fault-client: the management service did not answer\n");
+        const mgmt::Sent connected = client.connect(options.timeoutMs);
+        mgmt::InitiateConfirm initiated;
+        if (connected.ok())
+            initiated = client.initiate("R1A", options.timeoutMs);
+        if (!initiated.ok()) {
+            std::fprintf(stderr, "ulsa-fault-client: the management service did not answer (%s)\n",
+                         connected.ok() ? ("initiate: " + initiated.errorText).c_str()
+                                        : ("connect: " + connected.errorText).c_str());
             code = 1;
         } else if (options.command == "stream") {
             for (unsigned t = 0; t < options.transactions && code == 0; ++t)
