@@ -350,6 +350,9 @@ void LinkCore::watch(uint32_t pid) {
 void LinkCore::run() {
     for (;;) {
         union SIGNAL* s = receive(kAnySignal);
+        if (s == nullptr) {
+            return;  // the process is ending: a killed process's receive gives nothing
+        }
         switch (s->sigNo) {
             case kHuntCommand: {
                 union SIGNAL* found =

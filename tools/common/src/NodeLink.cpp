@@ -54,6 +54,9 @@ OS_PROCESS(relayProcess) {
     PROCESS client = 0;
     for (;;) {
         union SIGNAL* signal = receive(const_cast<SIGSELECT*>(any));
+        if (signal == nullptr) {
+            return;  // the stand-in is ending: a killed process's receive gives nothing
+        }
         const PROCESS from = sender(&signal);
         if (from == target) {
             if (numberOf(signal) == kRelayGone) {
