@@ -2,6 +2,7 @@
 
 #include "ThreadMark.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <system_error>
 #include <thread>
@@ -84,6 +85,7 @@ void Kernel::shutDownProcesses() {
         m_shuttingDown = true;
         all = m_processes;
     }
+    all.erase(std::remove(all.begin(), all.end(), nullptr), all.end());
     for (auto& p : all) {
         p->requestKill();  // first, so that a running process stops at its next call
         endProcess(*p, Process::Life::Killed);
@@ -123,7 +125,8 @@ Process* Kernel::current() const {
 }
 
 std::shared_ptr<Process> Kernel::shared(PROCESS pid) const {
-    return m_processes[pid - m_firstPid];
+    const std::size_t index = pid - m_firstPid;
+    return index < m_processes.size() ? m_processes[index] : nullptr;
 }
 
 void Kernel::deliver(BufferHeader* h, PROCESS from, PROCESS to) {
@@ -164,7 +167,12 @@ PROCESS Kernel::addProcess(std::shared_ptr<Process> p) {
         if (m_shuttingDown || !m_table.insert(pid, p.get())) {
             return 0;
         }
-        m_processes.push_back(p);
+        // By pid, not in the order of arrival: a pid is handed out under the lock, but
+        // another thread may add a later one before this one comes here.
+        const std::size_t index = pid - m_firstPid;
+        if (index >= m_processes.size())
+            m_processes.resize(index + 1);
+        m_processes[index] = p;
         m_names.add(p->name(), pid);
         hunts = m_names.takeHunts(p->name());
     }
@@ -461,7 +469,7 @@ std::vector<std::shared_ptr<Process>> Kernel::withQueues() const {
     std::vector<std::shared_ptr<Process>> live;
     std::lock_guard<std::mutex> lock(m_mutex);
     for (const auto& p : m_processes) {
-        if (!p->phantom() && !p->dead()) {
+        if (p && !p->phantom() && !p->dead()) {
             live.push_back(p);
         }
     }
@@ -484,7 +492,7 @@ PROCESS Kernel::busyProcess(const Process* self) const {
         std::lock_guard<std::mutex> lock(m_mutex);
         for (const auto& p : m_processes) {
             // Adopted threads belong to tests and tools, which do as they please.
-            if (p.get() == self || p->phantom() || p->adopted() ||
+            if (!p || p.get() == self || p->phantom() || p->adopted() ||
                 p->life() == Process::Life::Stopped) {
                 continue;
             }

@@ -138,7 +138,7 @@ class Kernel {
     mutable std::mutex m_mutex;
     std::condition_variable m_ended;  // with m_mutex: a process ended or its thread left
     // Guarded by m_mutex.
-    std::vector<std::shared_ptr<Process>> m_processes;  // index pid - m_firstPid
+    std::vector<std::shared_ptr<Process>> m_processes;  // index pid - m_firstPid; null: not (yet) added
     std::vector<std::shared_ptr<Process>> m_finished;   // threads to join
     NameTable m_names;
     AttachTable m_attaches;
