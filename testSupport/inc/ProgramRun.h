@@ -15,6 +15,8 @@
 #ifndef PROGRAM_RUN_H
 #define PROGRAM_RUN_H
 
+#include "ScratchFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -45,24 +47,9 @@ using Clock = std::chrono::steady_clock;
 using Environment = std::map<std::string, std::string>;
 
 /// A folder of the test's own, removed with everything in it at the end.
-class TempFolder {
+class TempFolder : public testsupport::ScratchFolder {
   public:
-    TempFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "ulsa-run-XXXXXX").string();
-        const char* made = mkdtemp(pattern.data());
-        m_path = made != nullptr ? made : "";
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        if (!m_path.empty())
-            std::filesystem::remove_all(m_path, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
+    TempFolder() : ScratchFolder("ulsa-run") {}
 };
 
 /// How a program that ran to its end went: exit code (128 + signal when killed).
