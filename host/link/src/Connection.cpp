@@ -1,9 +1,12 @@
 #include "Connection.h"
 
 #include "LinkCore.h"
+#include "WaitWatch.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -14,6 +17,25 @@ namespace {
 // Bytes waiting for a peer that takes nothing: past this, the peer counts as lost.
 constexpr std::size_t kMaxOutbox = 64u << 20;
 
+// How often the socket thread looks whether processes still watch.
+constexpr std::chrono::milliseconds kLook{2};
+
+int64_t steadyNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// The link the thread last sent a signal on (the pointer tells a new one quickly), and
+// the one its receive watches.
+struct LastLink {
+    const Connection* raw = nullptr;
+    std::weak_ptr<Connection> weak;
+};
+thread_local LastLink t_lastLink;
+std::atomic<unsigned long long> g_serials{0};
+thread_local std::shared_ptr<Connection> t_watching;
+
 bool knownType(uint32_t type) {
     return type >= static_cast<uint32_t>(wire::FrameType::Ping) &&
            type <= static_cast<uint32_t>(wire::FrameType::Ended);
@@ -23,19 +45,54 @@ bool knownType(uint32_t type) {
 
 Connection::Connection(Socket socket, LinkCore& core, std::chrono::milliseconds pingInterval,
                        std::chrono::milliseconds timeout, LinkLog log)
-    : m_socket(std::move(socket)),
-      m_fd(m_socket.native_handle()),
+    : m_executor(socket.get_executor()),
+      m_fd(socket.release()),
+      m_serial(++g_serials),
+      m_readWatch(m_executor),
+      m_writeWatch(m_executor),
       m_core(core),
       m_pingInterval(pingInterval),
       m_timeout(timeout),
       m_log(std::move(log)),
-      m_timer(m_socket.get_executor()) {}
+      m_timer(m_executor),
+      m_lookTimer(m_executor) {}
+
+Connection::~Connection() {
+    if (!m_closed) {
+        ::close(m_fd);
+    }
+}
+
+bool Connection::ensureOpen(asio::posix::stream_descriptor& watch) {
+    if (watch.is_open()) {
+        return true;
+    }
+    const int copy = ::fcntl(m_fd, F_DUPFD_CLOEXEC, 0);
+    asio::error_code ec;
+    if (copy >= 0) {
+        watch.assign(copy, ec);
+    }
+    if (copy < 0 || ec) {
+        if (copy >= 0) {
+            ::close(copy);
+        }
+        return false;
+    }
+    return true;
+}
+
+void Connection::release(asio::posix::stream_descriptor& watch) {
+    if (watch.is_open()) {
+        ::close(watch.release());  // out of the reactor first, then closed
+    }
+}
 
 void Connection::start() {
-    m_lastHeard = std::chrono::steady_clock::now();
+    m_lastHeard = steadyNs();
     m_in.resize(2 * (sizeof(wire::FrameHeader) + wire::kMaxPayload));
+    ::fcntl(m_fd, F_SETFL, ::fcntl(m_fd, F_GETFL) | O_NONBLOCK);
     m_core.begin(shared_from_this());
-    read();
+    watch();
     heartbeat();
 }
 
@@ -49,15 +106,25 @@ void Connection::lose(const std::string& why) {
         m_outbox.clear();
         m_outStart = 0;
     }
+    {
+        // A reader on another thread finishes its frames first; nobody reads after.
+        std::lock_guard<std::mutex> lock(m_readMutex);
+        m_readDone = true;
+    }
     asio::error_code ignored;
-    m_socket.close(ignored);
+    m_readWatch.close(ignored);
+    m_writeWatch.close(ignored);
+    // Wakes a process that watches, which finds the link lost and stops.
+    ::shutdown(m_fd, SHUT_RDWR);
+    ::close(m_fd);
     m_timer.cancel();
+    m_lookTimer.cancel();
     m_core.lost();
     m_log("link " + m_core.name() + " lost: " + why);
 }
 
 void Connection::loseLater(const std::string& why) {
-    asio::post(m_socket.get_executor(), [self = shared_from_this(), why] { self->lose(why); });
+    asio::post(m_executor, [self = shared_from_this(), why] { self->lose(why); });
 }
 
 bool Connection::write(wire::FrameType type, std::initializer_list<Part> parts) {
@@ -77,6 +144,10 @@ bool Connection::write(wire::FrameType type, std::initializer_list<Part> parts) 
     iov[0].iov_len = sizeof header;
     const std::size_t total = sizeof header + header.length;
 
+    if (type == wire::FrameType::Signal && t_lastLink.raw != this) {
+        t_lastLink.raw = this;
+        t_lastLink.weak = weak_from_this();
+    }
     std::lock_guard<std::mutex> lock(m_writeMutex);
     if (m_closed) {
         return false;
@@ -109,21 +180,29 @@ bool Connection::write(wire::FrameType type, std::initializer_list<Part> parts) 
     if (m_outbox.size() - m_outStart > kMaxOutbox) {
         loseLater("the peer takes nothing any more");
     } else if (!queued) {
-        asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->awaitWritable(); });
+        asio::post(m_executor, [self = shared_from_this()] { self->awaitWritable(); });
     }
     return true;
 }
 
 void Connection::awaitWritable() {
-    m_socket.async_wait(
-        asio::socket_base::wait_write, [self = shared_from_this()](const asio::error_code& ec) {
+    if (!ensureOpen(m_writeWatch)) {
+        lose("cannot watch the socket");
+        return;
+    }
+    m_writeWatch.async_wait(
+        asio::posix::descriptor_base::wait_write, [self = shared_from_this()](const asio::error_code& ec) {
             if (ec) {
                 return;  // closed: lose() has been or will be called by the reader
             }
             std::lock_guard<std::mutex> lock(self->m_writeMutex);
             std::vector<uint8_t>& out = self->m_outbox;
             std::size_t& start = self->m_outStart;
-            if (self->m_closed || start == out.size()) {
+            if (self->m_closed) {
+                return;
+            }
+            if (start == out.size()) {
+                release(self->m_writeWatch);
                 return;
             }
             const ssize_t n = ::send(self->m_fd, out.data() + start, out.size() - start,
@@ -138,6 +217,7 @@ void Connection::awaitWritable() {
             if (start == out.size()) {
                 out.clear();
                 start = 0;
+                release(self->m_writeWatch);
             } else if (start >= out.size() / 2) {
                 // Moves what is left once it is no more than what was taken.
                 out.erase(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(start));
@@ -149,58 +229,146 @@ void Connection::awaitWritable() {
         });
 }
 
-void Connection::read() {
-    if (m_inStart == m_inEnd) {
-        m_inStart = m_inEnd = 0;
-    } else if (m_in.size() - m_inEnd < sizeof(wire::FrameHeader) + wire::kMaxPayload) {
-        // Room for at least one whole frame behind what is kept.
-        std::memmove(m_in.data(), m_in.data() + m_inStart, m_inEnd - m_inStart);
-        m_inEnd -= m_inStart;
-        m_inStart = 0;
+void Connection::watch() {
+    if (!ensureOpen(m_readWatch)) {
+        lose("cannot watch the socket");
+        return;
     }
-    m_socket.async_read_some(
-        asio::buffer(m_in.data() + m_inEnd, m_in.size() - m_inEnd),
-        [self = shared_from_this()](const asio::error_code& ec, std::size_t n) {
-            if (ec) {
-                self->lose(self->m_inStart != self->m_inEnd
-                               ? "the peer closed in the middle of a frame"
-                           : ec == asio::error::eof ? "the peer closed the link"
-                                                    : ec.message());
-                return;
-            }
-            self->m_lastHeard = std::chrono::steady_clock::now();
-            self->m_inEnd += n;
-            if (self->takeFrames()) {
-                self->read();
-            }
-        });
+    m_readWatch.async_wait(asio::posix::descriptor_base::wait_read,
+                           [self = shared_from_this()](const asio::error_code& ec) {
+                               if (ec || !self->readAvailable(true)) {
+                                   return;  // closed, or lost
+                               }
+                               if (self->m_processWatches.load()) {
+                                   release(self->m_readWatch);
+                                   self->m_lookedAt = self->m_watchCount.load();
+                                   self->look();
+                               } else {
+                                   self->watch();
+                               }
+                           });
 }
 
-bool Connection::takeFrames() {
+void Connection::look() {
+    m_lookTimer.expires_after(kLook);
+    m_lookTimer.async_wait([self = shared_from_this()](const asio::error_code& ec) {
+        if (ec) {
+            return;
+        }
+        const uint64_t count = self->m_watchCount.load();
+        if (count != self->m_lookedAt) {
+            self->m_lookedAt = count;  // processes come and go: they read
+            self->look();
+            return;
+        }
+        if (!self->m_processWatches.load()) {
+            self->watch();  // no process came to watch for a whole look
+            return;
+        }
+        // One process has watched since the last look: sleep until it stops. It wakes
+        // this thread if it sees the flag; if it stopped before the flag was up, this
+        // thread takes the flag down again itself.
+        self->m_socketAsleep.store(true);
+        if ((!self->m_processWatches.load() || self->m_watchCount.load() != count) &&
+            self->m_socketAsleep.exchange(false)) {
+            self->m_lookedAt = self->m_watchCount.load();
+            self->look();
+        }
+    });
+}
+
+int Connection::beginWatch() {
+    bool expected = false;
+    if (!m_processWatches.compare_exchange_strong(expected, true)) {
+        return -1;
+    }
+    {
+        std::lock_guard<std::mutex> lock(m_readMutex);
+        if (m_readDone) {
+            m_processWatches.store(false);
+            return -1;
+        }
+    }
+    m_watchCount.fetch_add(1);
+    return m_fd;
+}
+
+void Connection::endWatch() {
+    m_processWatches.store(false);
+    if (m_socketAsleep.exchange(false)) {
+        asio::post(m_executor, [self = shared_from_this()] {
+            self->m_lookedAt = self->m_watchCount.load();
+            self->look();
+        });
+    }
+}
+
+bool Connection::readAvailable(bool onSocketThread) {
+    std::string why;
+    {
+        std::lock_guard<std::mutex> lock(m_readMutex);
+        if (m_readDone) {
+            return false;
+        }
+        if (m_inStart == m_inEnd) {
+            m_inStart = m_inEnd = 0;
+        } else if (m_in.size() - m_inEnd < sizeof(wire::FrameHeader) + wire::kMaxPayload) {
+            // Room for at least one whole frame behind what is kept.
+            std::memmove(m_in.data(), m_in.data() + m_inStart, m_inEnd - m_inStart);
+            m_inEnd -= m_inStart;
+            m_inStart = 0;
+        }
+        ssize_t n;
+        do {
+            n = ::recv(m_fd, m_in.data() + m_inEnd, m_in.size() - m_inEnd, MSG_DONTWAIT);
+        } while (n < 0 && errno == EINTR);
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            return true;  // another reader came first
+        }
+        if (n > 0) {
+            m_lastHeard = steadyNs();
+            m_inEnd += static_cast<std::size_t>(n);
+            why = takeFrames();
+        } else {
+            why = m_inStart != m_inEnd ? "the peer closed in the middle of a frame"
+                  : n == 0             ? "the peer closed the link"
+                                       : std::strerror(errno);
+        }
+        if (why.empty()) {
+            return true;
+        }
+        m_readDone = true;
+    }
+    if (onSocketThread) {
+        lose(why);
+    } else {
+        loseLater(why);
+    }
+    return false;
+}
+
+std::string Connection::takeFrames() {
     for (;;) {
         const std::size_t available = m_inEnd - m_inStart;
         if (available < sizeof(wire::FrameHeader)) {
-            return true;
+            return "";
         }
         wire::FrameHeader header;
         std::memcpy(&header, m_in.data() + m_inStart, sizeof header);
         if (!knownType(header.type)) {
-            lose("the peer sent a frame of unknown type " + std::to_string(header.type));
-            return false;
+            return "the peer sent a frame of unknown type " + std::to_string(header.type);
         }
         if (header.length > wire::kMaxPayload) {
-            lose("the peer sent a frame of " + std::to_string(header.length) +
-                 " bytes, longer than any signal");
-            return false;
+            return "the peer sent a frame of " + std::to_string(header.length) +
+                   " bytes, longer than any signal";
         }
         if (available < sizeof header + header.length) {
-            return true;
+            return "";
         }
         std::string why;
         if (!m_core.onFrame(static_cast<wire::FrameType>(header.type),
                             m_in.data() + m_inStart + sizeof header, header.length, why)) {
-            lose("the peer sent " + why);
-            return false;
+            return "the peer sent " + why;
         }
         m_inStart += sizeof header + header.length;
     }
@@ -212,7 +380,7 @@ void Connection::heartbeat() {
         if (ec) {
             return;
         }
-        const auto silence = std::chrono::steady_clock::now() - self->m_lastHeard;
+        const auto silence = std::chrono::nanoseconds(steadyNs() - self->m_lastHeard.load());
         if (silence > self->m_timeout) {
             self->lose("no sign of life for " +
                        std::to_string(
@@ -223,6 +391,31 @@ void Connection::heartbeat() {
         self->write(wire::FrameType::Ping, {});
         self->heartbeat();
     });
+}
+
+int watchBegin(void*, unsigned long long* serial) {
+    std::shared_ptr<Connection> link = t_lastLink.weak.lock();
+    if (link == nullptr) {
+        t_lastLink.raw = nullptr;
+        return -1;
+    }
+    const int fd = link->beginWatch();
+    if (fd >= 0) {
+        *serial = link->serial();
+        t_watching = std::move(link);
+    }
+    return fd;
+}
+
+int watchReady(void*, int) {
+    return t_watching != nullptr && t_watching->readAvailable(false) ? 1 : 0;
+}
+
+void watchEnd(void*, int) {
+    if (t_watching != nullptr) {
+        t_watching->endWatch();
+        t_watching.reset();
+    }
 }
 
 }  // namespace hostlink

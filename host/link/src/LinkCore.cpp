@@ -1,5 +1,7 @@
 #include "LinkCore.h"
 
+#include "WaitWatch.h"
+
 #include "ose.h"
 #include "oseHost.h"
 
@@ -146,6 +148,8 @@ void LinkCore::begin(std::shared_ptr<FrameSink> sink) {
     }
     start(pid);
     ose_set_hunt_observer(&observeHunt, nullptr);
+    static const OseWaitWatch watch{&watchBegin, &watchReady, &watchEnd, nullptr};
+    ose_set_wait_watch(&watch);
     ose_waiting_hunts((m_name + "/").c_str(), &requestWaitingHunt, this);
 }
 
@@ -308,20 +312,24 @@ void LinkCore::forward(uint32_t remote, const void* signal, uint32_t size, uint3
         signal = shortSignal;
         size = sizeof shortSignal;
     }
-    char name[wire::kMaxName + 1];
-    if (!processName(from, name, sizeof name)) {
-        from = 0;  // no process of this kernel: it arrives from nobody
-    }
     bool announced = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_sink == nullptr) {
             return;
         }
-        if (from != 0 && m_known.insert(from).second) {
-            m_sink->write(wire::FrameType::Announce,
-                          {{&from, sizeof from}, {name, std::strlen(name)}});
-            announced = true;
+        // A sender the peer knows is a process of this kernel; one it does not know yet
+        // is announced first, with its name.
+        if (from != 0 && m_known.count(from) == 0) {
+            char name[wire::kMaxName + 1];
+            if (processName(from, name, sizeof name)) {
+                m_known.insert(from);
+                m_sink->write(wire::FrameType::Announce,
+                              {{&from, sizeof from}, {name, std::strlen(name)}});
+                announced = true;
+            } else {
+                from = 0;  // no process of this kernel: it arrives from nobody
+            }
         }
         const wire::SignalPart part{from, remote};
         m_sink->write(wire::FrameType::Signal, {{&part, sizeof part}, {signal, size}});

@@ -37,7 +37,7 @@ class LinkCore {
     /// Socket thread: the link is up; starts the link's process and asks the peer for
     /// the names that hunts here wait for.
     void begin(std::shared_ptr<FrameSink> sink);
-    /// Socket thread: a frame from the peer. False, with the reason, for a frame that
+    /// The reading thread (the socket thread or a watching process): a frame from the peer. False, with the reason, for a frame that
     /// breaks the protocol: the link is to be lost.
     bool onFrame(wire::FrameType type, const uint8_t* payload, uint32_t length, std::string& why);
     /// Socket thread: the link is lost (or was never begun): its phantoms and its process
@@ -59,9 +59,9 @@ class LinkCore {
     };
 
     explicit LinkCore(std::string name);
-    /// Socket thread: the phantom for the peer's process remote named name (made if new).
+    /// Reading thread: the phantom for the peer's process remote named name (made if new).
     void import(uint32_t remote, const std::string& name);
-    /// Socket thread: a signal from the phantom from (0: nobody) to the process to here.
+    /// Reading thread: a signal from the phantom from (0: nobody) to the process to here.
     void deliverSignal(uint32_t from, uint32_t to, const uint8_t* bytes, uint32_t size);
     /// Sends a signal of its own to the link's process, if it is still there.
     void toProcess(union SIGNAL* s);
@@ -80,7 +80,7 @@ class LinkCore {
     std::unordered_set<std::string> m_requested;  // names asked for and not found yet
     std::unordered_set<uint32_t> m_known;         // processes here that the peer knows
 
-    // Socket thread only.
+    // The reader's only (one at a time, under the connection's read lock), then lost()'s.
     std::unordered_map<uint32_t, Import*> m_imports;  // by remote pid
     std::deque<Import> m_importRecords;               // stable: phantoms' outlet contexts
 };

@@ -124,6 +124,26 @@ typedef void (*OseHuntObserver)(void* context, const char* name);
 /* Installs the kernel's one hunt observer (NULL: none). ose_shutdown() forgets it. */
 void ose_set_hunt_observer(OseHuntObserver observer, void* context);
 
+/* A process that talks to another kernel may read that kernel's answers off the link
+ * itself while it waits, instead of being woken by the thread that reads the link: one
+ * wake-up on the way instead of two. When a receive (in real time) is about to block,
+ * begin is called on the receiving thread, with no kernel lock held, and gives a
+ * descriptor to watch while it waits, or -1, and a serial number that differs whenever the
+ * same descriptor stands for another file. Whenever that descriptor is readable, ready
+ * is called on the thread, with no lock held; it may send signals (to the receiver too)
+ * and says whether to go on watching (nonzero). end is called once, when the receive
+ * returns or unwinds, for a descriptor that begin gave. */
+typedef struct OseWaitWatch {
+    int (*begin)(void* context, unsigned long long* serial);
+    int (*ready)(void* context, int fd);
+    void (*end)(void* context, int fd);
+    void* context;
+} OseWaitWatch;
+
+/* Installs the kernel's one wait watch (NULL: none); it must stay valid while installed.
+ * ose_shutdown() forgets it. */
+void ose_set_wait_watch(const OseWaitWatch* watch);
+
 /* Calls visit for every name beginning with prefix that a hunt signal waits for. */
 void ose_waiting_hunts(const char* prefix, OseHuntObserver visit, void* context);
 

@@ -105,6 +105,7 @@ void Kernel::shutDownProcesses() {
         std::lock_guard<std::mutex> lock(m_mutex);
         dropped = m_names.clear();
         m_huntObserver = nullptr;
+        m_waitWatch.store(nullptr, std::memory_order_release);
         std::vector<BufferHeader*> attaches = m_attaches.clear();
         dropped.insert(dropped.end(), attaches.begin(), attaches.end());
         m_finished.clear();

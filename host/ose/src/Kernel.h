@@ -71,6 +71,9 @@ class Kernel {
     PROCESS createLinkPhantom(const char* name, OseLinkOutlet outlet, void* context);
     /// Installs the observer of hunts for link paths that nothing answers.
     void setHuntObserver(OseHuntObserver observer, void* context);
+    /// What a blocking receive watches besides its queue (ose_set_wait_watch).
+    void setWaitWatch(const OseWaitWatch* watch) { m_waitWatch.store(watch, std::memory_order_release); }
+    const OseWaitWatch* waitWatch() const { return m_waitWatch.load(std::memory_order_acquire); }
     /// The names with that prefix that hunt signals wait for.
     std::vector<std::string> huntedNames(const std::string& prefix) const;
 
@@ -143,6 +146,7 @@ class Kernel {
     NameTable m_names;
     AttachTable m_attaches;
     bool m_shuttingDown = false;
+    std::atomic<const OseWaitWatch*> m_waitWatch{nullptr};
     OseHuntObserver m_huntObserver = nullptr;
     void* m_huntObserverContext = nullptr;
 

@@ -2,6 +2,44 @@
 
 namespace ose {
 
+// The descriptor a receive watches while it waits: asked for at its first wait, given
+// back when the receive returns or unwinds, both with no lock held.
+class SignalQueue::Watching {
+  public:
+    explicit Watching(const OseWaitWatch* watch) : m_watch(watch) {}
+    ~Watching() { stop(); }
+    Watching(const Watching&) = delete;
+    Watching& operator=(const Watching&) = delete;
+
+    int fd() {
+        if (!m_asked && m_watch != nullptr) {
+            m_asked = true;
+            m_fd = m_watch->begin(m_watch->context, &m_serial);
+        }
+        return m_fd;
+    }
+    unsigned long long serial() const { return m_serial; }
+    /// The descriptor is readable: the watch reads it, and may be done with it.
+    void ready() {
+        if (m_fd >= 0 && m_watch->ready(m_watch->context, m_fd) == 0) {
+            stop();
+        }
+    }
+
+  private:
+    void stop() {
+        if (m_fd >= 0) {
+            m_watch->end(m_watch->context, m_fd);
+            m_fd = -1;
+        }
+    }
+
+    const OseWaitWatch* const m_watch;
+    bool m_asked = false;
+    int m_fd = -1;
+    unsigned long long m_serial = 0;
+};
+
 bool SignalQueue::push(BufferHeader* h) {
     h->next = nullptr;
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -15,14 +53,15 @@ bool SignalQueue::push(BufferHeader* h) {
     }
     m_inLast = h;
     ++m_inCount;
-    const bool wake = m_waitingFor != nullptr && m_waitingFor->matches(*h);
-    if (wake) {
+    Doorbell* bell = nullptr;
+    if (m_waitingFor != nullptr && m_waitingFor->matches(*h)) {
         m_waitingFor = nullptr;
+        bell = bellToRing();
     }
     lock.unlock();
-    // Woken after the unlock, so the receiver does not block again on the mutex.
-    if (wake) {
-        m_cv.notify_one();
+    // Rung after the unlock, so the receiver does not block again on the mutex.
+    if (bell != nullptr) {
+        bell->ring();
     }
     return true;
 }
@@ -50,10 +89,11 @@ BufferHeader* SignalQueue::takeAfter(BufferHeader* prev, const Selection& select
 }
 
 BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::time_point deadline,
-                                const KernelClock& clock) {
+                                const KernelClock& clock, const OseWaitWatch* watch) {
     if (BufferHeader* h = takeAfter(nullptr, selection)) {
         return h;
     }
+    Watching watching(watch);  // before the lock: it ends unlocked
     std::unique_lock<std::mutex> lock(m_mutex);
     bool timedOut = false;
     for (;;) {
@@ -86,16 +126,25 @@ BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::ti
         m_waitingFor = &selection;
         m_timedReceive = wait == Wait::Until;
         m_blocked.store(OS_STATE_RECEIVE, std::memory_order_relaxed);
+        bool readable = false;
         if (wait == Wait::Forever) {
-            m_cv.wait(lock);
+            readable = block(lock, nullptr, &watching);
         } else if (!clock.manual()) {
-            timedOut = m_cv.wait_until(lock, clock.toSteady(deadline)) == std::cv_status::timeout;
+            const Doorbell::SteadyTime until = clock.toSteady(deadline);
+            readable = block(lock, &until, &watching);
+            timedOut = !readable && std::chrono::steady_clock::now() >= until;
         } else {
             timedOut = waitManual(lock, deadline, clock);
         }
         m_blocked.store(OS_STATE_READY, std::memory_order_relaxed);
         m_waitingFor = nullptr;
         m_timedReceive = false;
+        if (readable) {
+            // What it reads may be for this process too: it lands in the shared list.
+            lock.unlock();
+            watching.ready();
+            lock.lock();
+        }
     }
 }
 
@@ -108,7 +157,7 @@ bool SignalQueue::waitManual(std::unique_lock<std::mutex>& lock, Clock::time_poi
     }
     m_manualWait = true;
     m_deadline = deadline;
-    m_cv.wait(lock);
+    block(lock, nullptr);
     m_manualWait = false;
     return clock.now() >= deadline;
 }
@@ -118,9 +167,14 @@ bool SignalQueue::sleepUntil(Clock::time_point deadline, const KernelClock& cloc
     m_blocked.store(OS_STATE_DELAY, std::memory_order_relaxed);
     while (!m_interrupted) {
         m_sleeping = true;
-        const bool due = clock.manual() ? waitManual(lock, deadline, clock)
-                                        : m_cv.wait_until(lock, clock.toSteady(deadline)) ==
-                                              std::cv_status::timeout;
+        bool due;
+        if (clock.manual()) {
+            due = waitManual(lock, deadline, clock);
+        } else {
+            const Doorbell::SteadyTime until = clock.toSteady(deadline);
+            block(lock, &until);
+            due = std::chrono::steady_clock::now() >= until;
+        }
         m_sleeping = false;
         if (due) {
             break;
@@ -131,6 +185,7 @@ bool SignalQueue::sleepUntil(Clock::time_point deadline, const KernelClock& cloc
 }
 
 void SignalQueue::clockChanged() {
+    Doorbell* bell = nullptr;
     {
         // Under the lock, so that a wait about to block sees the new mode. A timed wait
         // is woken to wait again under it, and is no longer idle until it does.
@@ -140,8 +195,11 @@ void SignalQueue::clockChanged() {
         }
         m_waitingFor = nullptr;
         m_sleeping = false;
+        bell = bellToRing();
     }
-    m_cv.notify_all();
+    if (bell != nullptr) {
+        bell->ring();
+    }
 }
 
 bool SignalQueue::manualDeadline(Clock::time_point& deadline) const {
@@ -153,6 +211,7 @@ bool SignalQueue::manualDeadline(Clock::time_point& deadline) const {
 }
 
 void SignalQueue::wakeIfDue(Clock::time_point now) {
+    Doorbell* bell = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (!m_manualWait || m_deadline > now) {
@@ -161,8 +220,11 @@ void SignalQueue::wakeIfDue(Clock::time_point now) {
         m_manualWait = false;
         m_waitingFor = nullptr;
         m_sleeping = false;
+        bell = bellToRing();
     }
-    m_cv.notify_all();
+    if (bell != nullptr) {
+        bell->ring();
+    }
 }
 
 bool SignalQueue::idle() const {
@@ -171,11 +233,34 @@ bool SignalQueue::idle() const {
 }
 
 void SignalQueue::interrupt() {
+    Doorbell* bell = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_interrupted = true;
+        bell = bellToRing();
     }
-    m_cv.notify_all();
+    if (bell != nullptr) {
+        bell->ring();
+    }
+}
+
+bool SignalQueue::block(std::unique_lock<std::mutex>& lock, const Doorbell::SteadyTime* until,
+                        Watching* watching) {
+    Doorbell& bell = Doorbell::mine();
+    m_bell = &bell;
+    lock.unlock();
+    const int fd = watching != nullptr && bell.canWatch() ? watching->fd() : -1;
+    bool readable = false;
+    if (fd >= 0) {
+        readable = bell.waitWith(fd, watching->serial(), until);
+    } else if (until != nullptr) {
+        bell.waitUntil(*until);
+    } else {
+        bell.wait();
+    }
+    lock.lock();
+    m_bell = nullptr;
+    return readable;
 }
 
 BufferHeader* SignalQueue::close() {

@@ -16,10 +16,11 @@
 #define OSE_SIGNAL_QUEUE_H
 
 #include "BufferHeader.h"
+#include "Doorbell.h"
 #include "KernelClock.h"
+#include "oseHost.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 
@@ -60,9 +61,10 @@ class SignalQueue {
     /// Any thread: appends a signal; false when the queue is closed (the caller keeps it).
     bool push(BufferHeader* h);
     /// Owner thread: the first selected signal, waiting as told until the deadline in the
-    /// clock's time; null on time-out or interrupt.
+    /// clock's time; null on time-out or interrupt. While it waits in real time it also
+    /// watches what watch (if any) gives it to watch.
     BufferHeader* take(const Selection& selection, Wait wait, Clock::time_point deadline,
-                       const KernelClock& clock);
+                       const KernelClock& clock, const OseWaitWatch* watch = nullptr);
     /// Owner thread: sleeps until the deadline in the clock's time; false if interrupted.
     bool sleepUntil(Clock::time_point deadline, const KernelClock& clock);
     /// Any thread: wakes the owner out of take() or sleepUntil(), now and for good.
@@ -89,10 +91,22 @@ class SignalQueue {
     /// Blocks under the manual clock until woken; true if the deadline has come.
     bool waitManual(std::unique_lock<std::mutex>& lock, Clock::time_point deadline,
                     const KernelClock& clock);
+    class Watching;
+    /// Owner: unlocks, sleeps on its bell until rung or until the steady time (null: no
+    /// limit), and locks again. May return early: the caller looks again. With watching,
+    /// it also wakes when the watched descriptor is readable, and says so.
+    bool block(std::unique_lock<std::mutex>& lock, const Doorbell::SteadyTime* until,
+               Watching* watching = nullptr);
+    /// Under the lock: the bell to ring for the blocked owner, once; null if none.
+    Doorbell* bellToRing() {
+        Doorbell* bell = m_bell;
+        m_bell = nullptr;
+        return bell;
+    }
 
     mutable std::mutex m_mutex;
-    std::condition_variable m_cv;
     // Guarded by m_mutex.
+    Doorbell* m_bell = nullptr;  // the owner's, while it sleeps and nothing has rung yet
     BufferHeader* m_inHead = nullptr;
     BufferHeader* m_inLast = nullptr;
     uint32_t m_inCount = 0;

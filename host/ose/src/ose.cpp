@@ -151,7 +151,8 @@ union SIGNAL* receiveAs(const char* call, OSTIME timeout, const SIGSELECT* sigse
                               ? clock.now() + std::chrono::milliseconds(timeout)
                               : ose::Clock::time_point{};
     BufferHeader* h =
-        self.queue().take(ose::Selection{sigsel, byFrom, from}, wait, deadline, clock);
+        self.queue().take(ose::Selection{sigsel, byFrom, from}, wait, deadline, clock,
+                          c.kernel.waitWatch());
     if (h != nullptr) {
         return h->signal();
     }

@@ -139,6 +139,10 @@ void ose_set_hunt_observer(OseHuntObserver observer, void* context) {
     Kernel::get().setHuntObserver(observer, context);
 }
 
+void ose_set_wait_watch(const OseWaitWatch* watch) {
+    Kernel::get().setWaitWatch(watch);
+}
+
 void ose_waiting_hunts(const char* prefix, OseHuntObserver visit, void* context) {
     if (prefix == nullptr || visit == nullptr) {
         return;

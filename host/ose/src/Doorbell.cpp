@@ -1,0 +1,231 @@
+#include "Doorbell.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <vector>
+
+namespace ose {
+
+// Bells of threads that ended, for new threads. A bell is never freed: a waker may
+// still hold it for a moment after its sleeper stopped waiting.
+class DoorbellPool {
+  public:
+    static Doorbell* take() {
+        std::lock_guard<std::mutex> lock(mutex());
+        std::vector<Doorbell*>& free = list();
+        if (free.empty()) {
+            return new Doorbell();
+        }
+        Doorbell* bell = free.back();
+        free.pop_back();
+        return bell;
+    }
+    static void give(Doorbell* bell) {
+        std::lock_guard<std::mutex> lock(mutex());
+        list().push_back(bell);
+    }
+
+  private:
+    static std::mutex& mutex() {
+        static std::mutex* m = new std::mutex();
+        return *m;
+    }
+    static std::vector<Doorbell*>& list() {
+        static auto* l = new std::vector<Doorbell*>();
+        return *l;
+    }
+};
+
+namespace {
+
+struct ThreadBell {
+    Doorbell* bell = nullptr;
+    ~ThreadBell() {
+        if (bell != nullptr) {
+            DoorbellPool::give(bell);
+        }
+    }
+};
+
+thread_local ThreadBell t_bell;
+
+}  // namespace
+
+Doorbell& Doorbell::mine() {
+    if (t_bell.bell == nullptr) {
+        t_bell.bell = DoorbellPool::take();
+    }
+    return *t_bell.bell;
+}
+
+Doorbell::Doorbell() {
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC) == 0) {
+        m_read = fds[0];
+        m_write = fds[1];
+        // A waker never blocks: when the pipe is full, the sleeper has bytes to wake to.
+        ::fcntl(m_write, F_SETFL, ::fcntl(m_write, F_GETFL) | O_NONBLOCK);
+    }
+}
+
+void Doorbell::ring() {
+    if (m_write >= 0) {
+        const char one = 1;
+        while (::write(m_write, &one, 1) < 0 && errno == EINTR) {
+        }
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_rung = true;
+    }
+    m_cv.notify_one();
+}
+
+void Doorbell::drain() {
+    // The owner alone reads, and only after poll found bytes or in a blocking read
+    // that returns as soon as there is one: this read does not block.
+    char bytes[64];
+    while (::read(m_read, bytes, sizeof bytes) < 0 && errno == EINTR) {
+    }
+}
+
+bool Doorbell::waitFd(int other, const SteadyTime* until, bool& otherReady) {
+    pollfd fds[2] = {{m_read, POLLIN, 0}, {other, POLLIN, 0}};
+    const nfds_t count = other >= 0 ? 2 : 1;
+    for (;;) {
+        timespec limit{};
+        timespec* timeout = nullptr;
+        if (until != nullptr) {
+            const auto left = *until - std::chrono::steady_clock::now();
+            if (left <= std::chrono::nanoseconds::zero()) {
+                return false;
+            }
+            const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
+            limit.tv_sec = static_cast<time_t>(ns / 1000000000);
+            limit.tv_nsec = static_cast<long>(ns % 1000000000);
+            timeout = &limit;
+        }
+        const int n = ::ppoll(fds, count, timeout, nullptr);
+        if (n < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        if (n == 0) {
+            return false;
+        }
+        if ((fds[0].revents & POLLIN) != 0) {
+            drain();
+        }
+        otherReady = count == 2 && fds[1].revents != 0;
+        return true;
+    }
+}
+
+void Doorbell::wait() {
+    if (m_read >= 0) {
+        drain();  // a blocking read: returns at the first byte
+        return;
+    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_cv.wait(lock, [this] { return m_rung; });
+    m_rung = false;
+}
+
+bool Doorbell::waitUntil(SteadyTime until) {
+    if (m_read >= 0) {
+        bool ignored = false;
+        return waitFd(-1, &until, ignored);
+    }
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const bool rung = m_cv.wait_until(lock, until, [this] { return m_rung; });
+    m_rung = false;
+    return rung;
+}
+
+bool Doorbell::watchOnly(int other, unsigned long long serial) {
+    if (m_epoll < 0) {
+        m_epoll = ::epoll_create1(EPOLL_CLOEXEC);
+        epoll_event bell{};
+        bell.events = EPOLLIN;
+        bell.data.fd = m_read;
+        if (m_epoll >= 0 && ::epoll_ctl(m_epoll, EPOLL_CTL_ADD, m_read, &bell) != 0) {
+            ::close(m_epoll);
+            m_epoll = -1;
+        }
+        if (m_epoll < 0) {
+            return false;
+        }
+    }
+    if (other == m_watched && serial == m_watchedSerial) {
+        return true;
+    }
+    if (m_watched >= 0) {
+        // Gone already if its descriptor was closed since: that error does not matter.
+        ::epoll_ctl(m_epoll, EPOLL_CTL_DEL, m_watched, nullptr);
+        m_watched = -1;
+    }
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = other;
+    if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, other, &event) != 0 &&
+        (errno != EEXIST || ::epoll_ctl(m_epoll, EPOLL_CTL_MOD, other, &event) != 0)) {
+        return false;
+    }
+    m_watched = other;
+    m_watchedSerial = serial;
+    return true;
+}
+
+bool Doorbell::waitWith(int other, unsigned long long serial, const SteadyTime* until) {
+    if (m_read < 0) {
+        if (until != nullptr) {
+            waitUntil(*until);
+        } else {
+            wait();
+        }
+        return false;
+    }
+    bool otherReady = false;
+    if (!watchOnly(other, serial)) {
+        waitFd(other, until, otherReady);
+        return otherReady;
+    }
+    for (;;) {
+        int timeoutMs = -1;
+        if (until != nullptr) {
+            const auto left = *until - std::chrono::steady_clock::now();
+            if (left <= std::chrono::nanoseconds::zero()) {
+                return false;
+            }
+            // Rounded up: a wait never ends before its time.
+            timeoutMs = static_cast<int>(
+                std::chrono::ceil<std::chrono::milliseconds>(left).count());
+        }
+        epoll_event events[2];
+        const int n = ::epoll_wait(m_epoll, events, 2, timeoutMs);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            return false;
+        }
+        for (int i = 0; i < n; ++i) {
+            if (events[i].data.fd == m_read) {
+                drain();
+            } else {
+                otherReady = true;
+            }
+        }
+        return otherReady;
+    }
+}
+
+}  // namespace ose
