@@ -190,6 +190,36 @@ double referenceBatch(const std::string& path, const std::vector<char>& block, i
     return perBlock;
 }
 
+// The same limit with the round trip made to the radio unit's own process, the one
+// that sends the blocks: a result request on a connection that does not exist, which it
+// rejects at once. The transfer's two threads and the reference's are then the same
+// two, wherever the machine runs them.
+double serverReferenceBatch(PROCESS rftServer, const std::string& path,
+                            const std::vector<char>& block, int blocks) {
+    static const SIGSELECT rejected[] = {1, RFTI_GET_RESULT_REJ};
+    std::remove(path.c_str());
+    const auto t0 = Clock::now();
+    for (int i = 0; i < blocks; ++i) {
+        union SIGNAL* s = alloc(RftiGetResultReq::minSize, RFTI_GET_RESULT_REQ);
+        std::memset(reinterpret_cast<uint8_t*>(s) + 4, 0, RftiGetResultReq::minSize - 4);
+        reinterpret_cast<RadioSignalHead*>(s)->connectionRef = 0xFFFFFFFFu;
+        send(&s, rftServer);
+        s = receive_w_tmo(10000, rejected);
+        if (s == nullptr) {
+            fail("the radio unit did not reject a request on no connection");
+        }
+        free_buf(&s);
+        FILE* f = std::fopen(path.c_str(), "a+");
+        if (f == nullptr || std::fwrite(block.data(), 1, block.size(), f) != block.size()) {
+            fail("reference append failed");
+        }
+        std::fclose(f);
+    }
+    const double perBlock = ms(Clock::now() - t0) / blocks;
+    std::remove(path.c_str());
+    return perBlock;
+}
+
 // ---- The RFTI client alone --------------------------------------------------------
 
 class Owner : public RmciRftiClientHandlerOwner {
@@ -333,8 +363,11 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         const std::string refPath = state + "/reference_block_file";
         uint32_t connection = 0;
         std::vector<double> transfers, references, ratios, lastHandling, toUploadStart;
+        std::vector<double> partnerReferences;
+        const int blocks = static_cast<int>(figures.blocks);
         for (int i = 0; i < kTransfers; ++i) {
-            const double before = referenceBatch(refPath, block, static_cast<int>(figures.blocks));
+            const double partnerBefore = referenceBatch(refPath, block, blocks);
+            const double before = serverReferenceBatch(unit.rftServer, refPath, block, blocks);
             const uint32_t fileRef = measure(unit, connection, binsFor(kBigFile));
             owner.uploadStarted = false;
             const int uploads = owner.uploads;
@@ -357,7 +390,9 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
             const double blocksMs = ms(lastStart - t0);
             const double toUploadMs = ms(owner.uploadStart - t0);
             pumpUntil([&] { return owner.uploads > uploads; }, std::chrono::seconds(120), "upload");
-            const double after = referenceBatch(refPath, block, static_cast<int>(figures.blocks));
+            const double after = serverReferenceBatch(unit.rftServer, refPath, block, blocks);
+            const double partnerAfter = referenceBatch(refPath, block, blocks);
+            partnerReferences.push_back((partnerBefore + partnerAfter) / 2);
             const double perBlock = blocksMs / (figures.blocks - 1);
             const double reference = (before + after) / 2;
             transfers.push_back(perBlock);
@@ -385,6 +420,9 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         figures.ratio = figures.transferPerBlockMs / figures.referencePerBlockMs;
         figures.transferMs = figures.transferPerBlockMs * figures.blocks;
         std::printf("rfti_ratio_of_neighbours %.3f\n", median(ratios));
+        std::printf("reference_with_partner_per_block_ms %.4f\n", median(partnerReferences));
+        std::printf("rfti_ratio_to_partner %.3f\n",
+                    figures.transferPerBlockMs / median(partnerReferences));
         client.reset();
         stopRadioUnit(unit);
     }
