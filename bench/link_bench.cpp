@@ -7,14 +7,13 @@
 // interleaved in one run and their medians compared, as a run of two unpinned vCPUs
 // flips between cheap and dear wake-ups.
 //
-// A link's round trip wakes four threads (the socket thread and the process on each
-// side) where the bare one wakes two. A third reference, interleaved with the other
-// two, is the bare ping-pong with a reader thread on each side that hands every message
-// to the thread that answers or waits: the link's design without the link, so that
-// link_round_trip_ratio_to_handoff is what the link's own path adds. `link_bench
-// --apart` puts the two processes on vCPUs 0 and 1 (each side's socket thread and
-// process share one) and prints the ratio as link_round_trip_ratio_apart, to tell
-// placement from the cost of the path.
+// A process that sent over a link reads the answer off the socket itself while it
+// waits, so a link's round trip wakes the same two threads as the bare one. A third
+// reference, interleaved with the other two, is the bare ping-pong with a reader thread
+// on each side that hands every message to the thread that answers or waits: a design
+// in which a thread of its own reads the socket (link_round_trip_ratio_to_handoff).
+// `link_bench --apart` puts the two processes on vCPUs 0 and 1 and prints the ratio as
+// link_round_trip_ratio_apart, to tell placement from the cost of the path.
 #include "LinkEndpoint.h"
 #include "ose.h"
 #include "oseHost.h"

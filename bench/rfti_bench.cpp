@@ -3,9 +3,12 @@
 //   rfti_block_ratio: the RFTI client fetches a 16 MiB result from the radio unit
 //       simulator's RftServer in the largest block a result-data signal carries
 //       (65535 - 16 bytes); its time per block against the protocol's own limit
-//       measured in the same run, interleaved: one bare kernel round trip of a 64-byte
-//       signal between two kernel processes plus one fopen("a+")/fwrite/fclose of a
-//       block. Ratio of medians. The time per block runs from getResult() to the
+//       measured in the same run, interleaved: one kernel round trip of a small signal
+//       between the same two threads as the transfer (a result request on no connection,
+//       which the unit's process rejects at once) plus one fopen("a+")/fwrite/fclose of
+//       a block. Ratio of medians. The same limit with the round trip made to a partner
+//       thread of the bench's own, which the machine may place elsewhere than the unit's
+//       process, is printed as rfti_ratio_to_partner. The time per block runs from getResult() to the
 //       arrival of the last block, divided by the blocks before it: each of those was
 //       received, written and acknowledged, and the server answered each
 //       acknowledgement with the next block (the request's answer, block 1, is one

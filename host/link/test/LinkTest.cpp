@@ -1,6 +1,7 @@
 // The kernel's contract across a link, with the other kernel in a program of its own.
 #include "LinkFixture.h"
 
+#include <condition_variable>
 #include <cstring>
 
 using namespace linktest;
@@ -38,6 +39,35 @@ uint8_t dataByte(uint32_t n, uint32_t offset) {
 union SIGNAL* receiveOne(SIGSELECT no) {
     const SIGSELECT sel[] = {1, no};
     return receive_w_tmo(kArrival, sel);
+}
+
+// A process of this kernel that never sends over the link itself: the names of the
+// senders of what it gets.
+struct Arrivals {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::string> senders;
+
+    bool waitFor(std::size_t count) {
+        std::unique_lock<std::mutex> lock(mutex);
+        return changed.wait_for(lock, std::chrono::milliseconds(kArrival),
+                                [&] { return senders.size() >= count; });
+    }
+};
+Arrivals g_arrivals;
+
+OS_PROCESS(bystander) {
+    for (;;) {
+        union SIGNAL* s = receive(kAny);
+        char name[128] = "";
+        ose_process_name(sender(&s), name, sizeof name);
+        free_buf(&s);
+        {
+            std::lock_guard<std::mutex> lock(g_arrivals.mutex);
+            g_arrivals.senders.push_back(name);
+        }
+        g_arrivals.changed.notify_all();
+    }
 }
 
 struct Transport {
@@ -120,6 +150,28 @@ TEST_P(LinkContract, huntSendAnswerAttachAcrossALink) {
             EXPECT_EQ(wrong, 0u) << "signal " << n;
             free_buf(&s);
         }
+
+        // Answers to a process that never sent over the link itself (the tester sends in
+        // its name): the tester, which watches the link while it waits, hands on the
+        // first; the second comes while the tester is busy outside the kernel, after a
+        // long watch, so the link's own thread has to read it.
+        {
+            std::lock_guard<std::mutex> lock(g_arrivals.mutex);
+            g_arrivals.senders.clear();
+        }
+        const PROCESS other =
+            create_process(OS_PRI_PROC, "bystander", &bystander, 0, 16, 0, 0, nullptr, 0, 0);
+        start(other);
+        s = alloc(sizeof(SIGSELECT), kData);
+        send_w_s(&s, other, echo);
+        static const SIGSELECT kNothing[] = {1, kCreate};
+        EXPECT_EQ(receive_w_tmo(100, kNothing), nullptr);
+        ASSERT_TRUE(g_arrivals.waitFor(1)) << "the answer to another process was not handed on";
+        s = alloc(sizeof(SIGSELECT), kData);
+        send_w_s(&s, other, echo);
+        ASSERT_TRUE(g_arrivals.waitFor(2)) << "nothing read the link while its watcher was busy";
+        EXPECT_EQ(g_arrivals.senders, (std::vector<std::string>{"dc1/echo", "dc1/echo"}));
+        kill_proc(other);
 
         attach(nullptr, echo);
         s = named(kKill, "echo");

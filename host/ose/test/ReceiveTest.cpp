@@ -1,6 +1,9 @@
 // Receiving: selection, order, sender filter and time-outs.
 #include "KernelFixture.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <thread>
 
 using namespace osetest;
@@ -16,7 +19,11 @@ class ReceiveTest : public KernelTest {
 
     /// Receives with a selection and checks number and value; frees the signal.
     static void expectNext(const SIGSELECT* sel, SIGSELECT no, uint32_t value) {
-        union SIGNAL* s = receive_w_tmo(0, sel);
+        expectNextWithin(0, no, value, sel);
+    }
+    static void expectNextWithin(OSTIME timeout, SIGSELECT no, uint32_t value,
+                                 const SIGSELECT* sel = kAny) {
+        union SIGNAL* s = receive_w_tmo(timeout, sel);
         ASSERT_NE(s, NIL) << "expected signal " << no << "/" << value;
         EXPECT_EQ(s->sigNo, no);
         EXPECT_EQ(s->test.value, value);
@@ -108,6 +115,81 @@ TEST_F(ReceiveTest, timeOutsPollWaitAndExpire) {
     t0 = std::chrono::steady_clock::now();
     EXPECT_EQ(receive_w_tmo(30, seven), NIL);
     EXPECT_GE(elapsedMs(t0), 30u);
+}
+
+// A wait watch that gives a pipe to watch; what it reads there it sends to the receiver.
+struct PipeWatch {
+    int fds[2] = {-1, -1};
+    bool give = true;
+    std::thread::id receiver;
+    std::atomic<int> begun{0};
+    std::atomic<int> ended{0};
+    std::atomic<int> readElsewhere{0};
+};
+PipeWatch g_pipeWatch;
+
+int pipeWatchBegin(void*, unsigned long long* serial) {
+    ++g_pipeWatch.begun;
+    *serial = 1;
+    return g_pipeWatch.give ? g_pipeWatch.fds[0] : -1;
+}
+
+int pipeWatchReady(void*, int fd) {
+    if (std::this_thread::get_id() != g_pipeWatch.receiver) {
+        ++g_pipeWatch.readElsewhere;
+    }
+    uint8_t byte = 0;
+    if (::read(fd, &byte, 1) == 1) {
+        union SIGNAL* s = makeSig(7, byte);
+        send(&s, current_process());
+    }
+    return 1;
+}
+
+void pipeWatchEnd(void*, int) {
+    ++g_pipeWatch.ended;
+}
+
+TEST_F(ReceiveTest, aBlockingReceiveReadsWhatItsWaitWatchGivesOnItsOwnThread) {
+    static const OseWaitWatch watch{&pipeWatchBegin, &pipeWatchReady, &pipeWatchEnd, nullptr};
+    ASSERT_EQ(::pipe(g_pipeWatch.fds), 0);
+    g_pipeWatch.receiver = std::this_thread::get_id();
+    ose_set_wait_watch(&watch);
+
+    // What arrives on the watched pipe is read by the receiver, which receives what that
+    // sends it; the watch begun for the wait is ended once.
+    std::thread writer([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        const uint8_t byte = 42;
+        EXPECT_EQ(::write(g_pipeWatch.fds[1], &byte, 1), 1);
+    });
+    expectNextWithin(kArrival, 7, 42);
+    writer.join();
+    EXPECT_EQ(g_pipeWatch.begun.load(), 1);
+    EXPECT_EQ(g_pipeWatch.ended.load(), 1);
+    EXPECT_EQ(g_pipeWatch.readElsewhere.load(), 0);
+
+    // A wait that times out ends its watch too; a receive that finds its signal queued
+    // does not watch at all.
+    EXPECT_EQ(receive_w_tmo(kAbsence, kAny), NIL);
+    sendToMe(1, 1, 0);
+    expectNextWithin(kArrival, 1, 1);
+    EXPECT_EQ(g_pipeWatch.begun.load(), 2);
+    EXPECT_EQ(g_pipeWatch.ended.load(), 2);
+
+    // A watch that gives nothing leaves the wait as it was, and ends nothing.
+    g_pipeWatch.give = false;
+    std::thread sender([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        sendToMe(2, 2, 0);
+    });
+    expectNextWithin(kArrival, 2, 2);
+    sender.join();
+    EXPECT_EQ(g_pipeWatch.ended.load(), 2);
+
+    ose_set_wait_watch(nullptr);
+    ::close(g_pipeWatch.fds[0]);
+    ::close(g_pipeWatch.fds[1]);
 }
 
 TEST_F(ReceiveTest, malformedSelectionsAndCallersOutsideTheKernelAreErrors) {
