@@ -173,15 +173,14 @@ void partner() {
     ose_leave_thread();
 }
 
-// Seconds per block of blocks round trips, each with an append of a block to path.
-double referenceBatch(const std::string& path, const std::vector<char>& block, int blocks) {
+// Milliseconds per block of blocks round trips, each with an append of a block to path.
+template <class RoundTrip>
+double referenceBatch(const std::string& path, const std::vector<char>& block, int blocks,
+                      RoundTrip roundTrip) {
     std::remove(path.c_str());
     const auto t0 = Clock::now();
     for (int i = 0; i < blocks; ++i) {
-        union SIGNAL* s = alloc(64, kPing);
-        send(&s, g_partner.load());
-        s = receive(kPingSig);
-        free_buf(&s);
+        roundTrip();
         FILE* f = std::fopen(path.c_str(), "a+");
         if (f == nullptr || std::fwrite(block.data(), 1, block.size(), f) != block.size()) {
             fail("reference append failed");
@@ -193,34 +192,28 @@ double referenceBatch(const std::string& path, const std::vector<char>& block, i
     return perBlock;
 }
 
-// The same limit with the round trip made to the radio unit's own process, the one
-// that sends the blocks: a result request on a connection that does not exist, which it
-// rejects at once. The transfer's two threads and the reference's are then the same
-// two, wherever the machine runs them.
-double serverReferenceBatch(PROCESS rftServer, const std::string& path,
-                            const std::vector<char>& block, int blocks) {
+// A round trip to the partner thread.
+void partnerRoundTrip() {
+    union SIGNAL* s = alloc(64, kPing);
+    send(&s, g_partner.load());
+    s = receive(kPingSig);
+    free_buf(&s);
+}
+
+// A round trip to the radio unit's own process, the one that sends the blocks: a result
+// request on a connection that does not exist, which it rejects at once. The transfer's
+// two threads and the reference's are then the same two, wherever the machine runs them.
+void serverRoundTrip(PROCESS rftServer) {
     static const SIGSELECT rejected[] = {1, RFTI_GET_RESULT_REJ};
-    std::remove(path.c_str());
-    const auto t0 = Clock::now();
-    for (int i = 0; i < blocks; ++i) {
-        union SIGNAL* s = alloc(RftiGetResultReq::minSize, RFTI_GET_RESULT_REQ);
-        std::memset(reinterpret_cast<uint8_t*>(s) + 4, 0, RftiGetResultReq::minSize - 4);
-        reinterpret_cast<RadioSignalHead*>(s)->connectionRef = 0xFFFFFFFFu;
-        send(&s, rftServer);
-        s = receive_w_tmo(10000, rejected);
-        if (s == nullptr) {
-            fail("the radio unit did not reject a request on no connection");
-        }
-        free_buf(&s);
-        FILE* f = std::fopen(path.c_str(), "a+");
-        if (f == nullptr || std::fwrite(block.data(), 1, block.size(), f) != block.size()) {
-            fail("reference append failed");
-        }
-        std::fclose(f);
+    union SIGNAL* s = alloc(RftiGetResultReq::minSize, RFTI_GET_RESULT_REQ);
+    std::memset(reinterpret_cast<uint8_t*>(s) + 4, 0, RftiGetResultReq::minSize - 4);
+    reinterpret_cast<RadioSignalHead*>(s)->connectionRef = 0xFFFFFFFFu;
+    send(&s, rftServer);
+    s = receive_w_tmo(10000, rejected);
+    if (s == nullptr) {
+        fail("the radio unit did not reject a request on no connection");
     }
-    const double perBlock = ms(Clock::now() - t0) / blocks;
-    std::remove(path.c_str());
-    return perBlock;
+    free_buf(&s);
 }
 
 // ---- The RFTI client alone --------------------------------------------------------
@@ -369,8 +362,9 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         std::vector<double> partnerReferences;
         const int blocks = static_cast<int>(figures.blocks);
         for (int i = 0; i < kTransfers; ++i) {
-            const double partnerBefore = referenceBatch(refPath, block, blocks);
-            const double before = serverReferenceBatch(unit.rftServer, refPath, block, blocks);
+            const auto toServer = [&] { serverRoundTrip(unit.rftServer); };
+            const double partnerBefore = referenceBatch(refPath, block, blocks, partnerRoundTrip);
+            const double before = referenceBatch(refPath, block, blocks, toServer);
             const uint32_t fileRef = measure(unit, connection, binsFor(kBigFile));
             owner.uploadStarted = false;
             const int uploads = owner.uploads;
@@ -393,8 +387,8 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
             const double blocksMs = ms(lastStart - t0);
             const double toUploadMs = ms(owner.uploadStart - t0);
             pumpUntil([&] { return owner.uploads > uploads; }, std::chrono::seconds(120), "upload");
-            const double after = serverReferenceBatch(unit.rftServer, refPath, block, blocks);
-            const double partnerAfter = referenceBatch(refPath, block, blocks);
+            const double after = referenceBatch(refPath, block, blocks, toServer);
+            const double partnerAfter = referenceBatch(refPath, block, blocks, partnerRoundTrip);
             partnerReferences.push_back((partnerBefore + partnerAfter) / 2);
             const double perBlock = blocksMs / (figures.blocks - 1);
             const double reference = (before + after) / 2;
