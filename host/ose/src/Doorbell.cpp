@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <mutex>
 #include <vector>
 
 namespace ose {
@@ -56,48 +57,42 @@ thread_local ThreadBell t_bell;
 
 }  // namespace
 
-Doorbell& Doorbell::mine() {
+Doorbell* Doorbell::mine() {
     if (t_bell.bell == nullptr) {
         t_bell.bell = DoorbellPool::take();
     }
-    return *t_bell.bell;
+    return t_bell.bell->open() ? t_bell.bell : nullptr;
 }
 
-Doorbell::Doorbell() {
-    int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) == 0) {
+bool Doorbell::open() {
+    if (m_read < 0) {
+        int fds[2];
+        if (::pipe2(fds, O_CLOEXEC) != 0) {
+            return false;
+        }
+        // A waker never blocks: when the pipe is full, the sleeper has bytes to wake to.
+        ::fcntl(fds[1], F_SETFL, ::fcntl(fds[1], F_GETFL) | O_NONBLOCK);
         m_read = fds[0];
         m_write = fds[1];
-        // A waker never blocks: when the pipe is full, the sleeper has bytes to wake to.
-        ::fcntl(m_write, F_SETFL, ::fcntl(m_write, F_GETFL) | O_NONBLOCK);
     }
+    return true;
 }
 
 void Doorbell::ring() {
-    if (m_write >= 0) {
-        const char one = 1;
-        while (::write(m_write, &one, 1) < 0 && errno == EINTR) {
-        }
-        return;
+    const char one = 1;
+    while (::write(m_write, &one, 1) < 0 && errno == EINTR) {
     }
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_rung = true;
-    }
-    m_cv.notify_one();
 }
 
 void Doorbell::drain() {
-    // The owner alone reads, and only after poll found bytes or in a blocking read
-    // that returns as soon as there is one: this read does not block.
+    // The owner alone reads, and only after epoll or poll found bytes: no blocking.
     char bytes[64];
     while (::read(m_read, bytes, sizeof bytes) < 0 && errno == EINTR) {
     }
 }
 
-bool Doorbell::waitFd(int other, const SteadyTime* until, bool& otherReady) {
+bool Doorbell::pollWith(int other, const SteadyTime* until) {
     pollfd fds[2] = {{m_read, POLLIN, 0}, {other, POLLIN, 0}};
-    const nfds_t count = other >= 0 ? 2 : 1;
     for (;;) {
         timespec limit{};
         timespec* timeout = nullptr;
@@ -111,7 +106,7 @@ bool Doorbell::waitFd(int other, const SteadyTime* until, bool& otherReady) {
             limit.tv_nsec = static_cast<long>(ns % 1000000000);
             timeout = &limit;
         }
-        const int n = ::ppoll(fds, count, timeout, nullptr);
+        const int n = ::ppoll(fds, 2, timeout, nullptr);
         if (n < 0) {
             if (errno == EINTR) {
                 continue;
@@ -124,30 +119,8 @@ bool Doorbell::waitFd(int other, const SteadyTime* until, bool& otherReady) {
         if ((fds[0].revents & POLLIN) != 0) {
             drain();
         }
-        otherReady = count == 2 && fds[1].revents != 0;
-        return true;
+        return fds[1].revents != 0;
     }
-}
-
-void Doorbell::wait() {
-    if (m_read >= 0) {
-        drain();  // a blocking read: returns at the first byte
-        return;
-    }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_cv.wait(lock, [this] { return m_rung; });
-    m_rung = false;
-}
-
-bool Doorbell::waitUntil(SteadyTime until) {
-    if (m_read >= 0) {
-        bool ignored = false;
-        return waitFd(-1, &until, ignored);
-    }
-    std::unique_lock<std::mutex> lock(m_mutex);
-    const bool rung = m_cv.wait_until(lock, until, [this] { return m_rung; });
-    m_rung = false;
-    return rung;
 }
 
 bool Doorbell::watchOnly(int other, unsigned long long serial) {
@@ -185,19 +158,10 @@ bool Doorbell::watchOnly(int other, unsigned long long serial) {
 }
 
 bool Doorbell::waitWith(int other, unsigned long long serial, const SteadyTime* until) {
-    if (m_read < 0) {
-        if (until != nullptr) {
-            waitUntil(*until);
-        } else {
-            wait();
-        }
-        return false;
+    if (!watchOnly(other, serial)) {
+        return pollWith(other, until);
     }
     bool otherReady = false;
-    if (!watchOnly(other, serial)) {
-        waitFd(other, until, otherReady);
-        return otherReady;
-    }
     for (;;) {
         int timeoutMs = -1;
         if (until != nullptr) {

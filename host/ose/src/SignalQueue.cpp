@@ -19,6 +19,8 @@ class SignalQueue::Watching {
         return m_fd;
     }
     unsigned long long serial() const { return m_serial; }
+    bool asked() const { return m_asked; }
+    int current() const { return m_fd; }
     /// The descriptor is readable: the watch reads it, and may be done with it.
     void ready() {
         if (m_fd >= 0 && m_watch->ready(m_watch->context, m_fd) == 0) {
@@ -53,15 +55,16 @@ bool SignalQueue::push(BufferHeader* h) {
     }
     m_inLast = h;
     ++m_inCount;
+    const bool wakeOwner = m_waitingFor != nullptr && m_waitingFor->matches(*h);
     Doorbell* bell = nullptr;
-    if (m_waitingFor != nullptr && m_waitingFor->matches(*h)) {
+    if (wakeOwner) {
         m_waitingFor = nullptr;
         bell = bellToRing();
     }
     lock.unlock();
-    // Rung after the unlock, so the receiver does not block again on the mutex.
-    if (bell != nullptr) {
-        bell->ring();
+    // Woken after the unlock, so the receiver does not block again on the mutex.
+    if (wakeOwner) {
+        wake(bell, false);
     }
     return true;
 }
@@ -197,9 +200,7 @@ void SignalQueue::clockChanged() {
         m_sleeping = false;
         bell = bellToRing();
     }
-    if (bell != nullptr) {
-        bell->ring();
-    }
+    wake(bell, true);
 }
 
 bool SignalQueue::manualDeadline(Clock::time_point& deadline) const {
@@ -222,9 +223,7 @@ void SignalQueue::wakeIfDue(Clock::time_point now) {
         m_sleeping = false;
         bell = bellToRing();
     }
-    if (bell != nullptr) {
-        bell->ring();
-    }
+    wake(bell, true);
 }
 
 bool SignalQueue::idle() const {
@@ -239,25 +238,37 @@ void SignalQueue::interrupt() {
         m_interrupted = true;
         bell = bellToRing();
     }
-    if (bell != nullptr) {
-        bell->ring();
-    }
+    wake(bell, true);
 }
 
 bool SignalQueue::block(std::unique_lock<std::mutex>& lock, const Doorbell::SteadyTime* until,
                         Watching* watching) {
-    Doorbell& bell = Doorbell::mine();
-    m_bell = &bell;
-    lock.unlock();
-    const int fd = watching != nullptr && bell.canWatch() ? watching->fd() : -1;
-    bool readable = false;
-    if (fd >= 0) {
-        readable = bell.waitWith(fd, watching->serial(), until);
-    } else if (until != nullptr) {
-        bell.waitUntil(*until);
-    } else {
-        bell.wait();
+    int fd = -1;
+    if (watching != nullptr) {
+        if (!watching->asked()) {
+            // Asked without the lock, and before the owner says how it is to be woken.
+            lock.unlock();
+            fd = watching->fd();
+            lock.lock();
+            if (m_interrupted || m_waitingFor == nullptr || m_inHead != nullptr) {
+                return false;  // woken or sent to meanwhile: the caller looks again
+            }
+        } else {
+            fd = watching->current();
+        }
     }
+    Doorbell* bell = fd >= 0 ? Doorbell::mine() : nullptr;
+    if (bell == nullptr) {
+        if (until == nullptr) {
+            m_cv.wait(lock);
+        } else {
+            m_cv.wait_until(lock, *until);
+        }
+        return false;
+    }
+    m_bell = bell;
+    lock.unlock();
+    const bool readable = bell->waitWith(fd, watching->serial(), until);
     lock.lock();
     m_bell = nullptr;
     return readable;

@@ -21,6 +21,7 @@
 #include "oseHost.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 
@@ -92,21 +93,33 @@ class SignalQueue {
     bool waitManual(std::unique_lock<std::mutex>& lock, Clock::time_point deadline,
                     const KernelClock& clock);
     class Watching;
-    /// Owner: unlocks, sleeps on its bell until rung or until the steady time (null: no
-    /// limit), and locks again. May return early: the caller looks again. With watching,
-    /// it also wakes when the watched descriptor is readable, and says so.
+    /// Owner: sleeps until woken or until the steady time (null: no limit), unlocking
+    /// meanwhile. May return early: the caller looks again. With watching, it sleeps on
+    /// its doorbell and the watched descriptor, and says whether that is readable.
     bool block(std::unique_lock<std::mutex>& lock, const Doorbell::SteadyTime* until,
                Watching* watching = nullptr);
-    /// Under the lock: the bell to ring for the blocked owner, once; null if none.
+    /// Under the lock: the bell to ring for the blocked owner, once; null if the owner
+    /// sleeps on the condition variable (or is not blocked).
     Doorbell* bellToRing() {
         Doorbell* bell = m_bell;
         m_bell = nullptr;
         return bell;
     }
+    /// After the unlock: wakes the owner from whichever it sleeps on.
+    void wake(Doorbell* bell, bool all) {
+        if (bell != nullptr) {
+            bell->ring();
+        } else if (all) {
+            m_cv.notify_all();
+        } else {
+            m_cv.notify_one();
+        }
+    }
 
     mutable std::mutex m_mutex;
+    std::condition_variable m_cv;
     // Guarded by m_mutex.
-    Doorbell* m_bell = nullptr;  // the owner's, while it sleeps and nothing has rung yet
+    Doorbell* m_bell = nullptr;  // while the owner watches in its sleep and nothing rang
     BufferHeader* m_inHead = nullptr;
     BufferHeader* m_inLast = nullptr;
     uint32_t m_inCount = 0;
