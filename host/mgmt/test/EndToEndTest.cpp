@@ -7,7 +7,7 @@
 #include "KernelErrors.h"
 #include "ManagementClient.h"
 #include "MaoFroGenericBase.h"
-#include "NodeBoot.h"
+#include "NodeInChild.h"
 #include "OdbcSession.h"
 #include "RestoreHandlerGenericBase.h"
 #include "TempFolder.h"
@@ -18,9 +18,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -61,28 +60,6 @@ class ProbeManager : public ULSpectrumAnalyzerManager {
     std::unique_ptr<FroHandler> handler;
 };
 
-const ::testing::TestResult& currentResult() {
-    return *::testing::UnitTest::GetInstance()->current_test_info()->result();
-}
-
-int failuresSoFar() { return currentResult().total_part_count(); }
-
-// In a child process: writes the failures since `before` to stderr, where the parent
-// shows them; 1 when there were any.
-int reportFailures(int before) {
-    const ::testing::TestResult& result = currentResult();
-    int failed = 0;
-    for (int i = before; i < result.total_part_count(); ++i) {
-        const ::testing::TestPartResult& part = result.GetTestPartResult(i);
-        if (part.failed()) {
-            ++failed;
-            std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
-                         part.line_number(), part.message());
-        }
-    }
-    return failed == 0 ? 0 : 1;
-}
-
 class EndToEnd : public ::testing::Test {
   protected:
     /// Boots a node on the test's folder in a child process of its own, as a restart
@@ -90,40 +67,21 @@ class EndToEnd : public ::testing::Test {
     /// the test with a connected client, then stops the node. The child's failures are
     /// its exit code.
     void bootInChild(const std::function<void(mgmt::ManagementClient&)>& body) {
-        EXPECT_EXIT(
-            {
-                const int before = failuresSoFar();
-                withNode(body);
-                std::exit(reportFailures(before));
-            },
-            ::testing::ExitedWithCode(0), "");
-    }
-
-    void withNode(const std::function<void(mgmt::ManagementClient&)>& body) {
-        ulsanode::NodeBootOptions options;
-        options.stateDir = folder.path();
-        // The manager belongs to the factory, which the main process holds.
-        auto owner = std::make_shared<std::unique_ptr<ProbeManager>>();
-        options.managerFactory = [owner]() -> ULSpectrumAnalyzerManager* {
-            *owner = std::make_unique<ProbeManager>();
-            return owner->get();
-        };
-        owner.reset();
-        ulsanode::BootedNode node;
-        std::string problem;
-        ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
-        options.managerFactory = nullptr;  // the main process holds the only copy now
-        struct StopAtEnd {
-            ~StopAtEnd() { ulsanode::stopNode(); }  // also when an assertion returns early
-        } stopAtEnd;
-        database = node.database;
-        hostdbtest::runAsKernelProcess(kLimit, "mgmtTest", [&] {
-            mgmt::ManagementClient client;
-            const mgmt::Sent connected = client.connect(kWait);
-            ASSERT_TRUE(connected.ok()) << connected.errorText;
-            ASSERT_TRUE(client.initiate("R1A", kWait).ok());
-            body(client);
-            client.close();
+        nodetest::inChildProcess([&] {
+            ulsanode::NodeBootOptions options;
+            options.stateDir = folder.path();
+            // The manager belongs to the factory, which the main process holds.
+            auto owner = std::make_shared<std::unique_ptr<ProbeManager>>();
+            options.managerFactory = [owner]() -> ULSpectrumAnalyzerManager* {
+                *owner = std::make_unique<ProbeManager>();
+                return owner->get();
+            };
+            owner.reset();
+            nodetest::withNode(std::move(options), [&](const ulsanode::BootedNode& node) {
+                database = node.database;
+                hostdbtest::runAsKernelProcess(kLimit, "mgmtTest",
+                                               [&] { nodetest::withClient(kWait, body); });
+            });
         });
     }
 

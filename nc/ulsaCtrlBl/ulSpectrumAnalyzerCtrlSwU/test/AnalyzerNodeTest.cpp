@@ -3,7 +3,7 @@
 // sees them, and after a restart (a new Linux process on the same database) it is back.
 #include "KernelErrors.h"
 #include "ManagementClient.h"
-#include "NodeBoot.h"
+#include "NodeInChild.h"
 #include "TempFolder.h"
 #include "TimeLimit.h"
 #include "ULSpectrumAnalyzerImpl.h"
@@ -11,10 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -24,55 +23,18 @@ constexpr OSTIME kWait = 10000;
 const mgmt::FroRef kAnalyzer{ULSpectrumAnalyzerImpl::kFroType,
                              "ManagedElement=1,UlSpectrumAnalyzer=1", 0};
 
-// In a child process: the failures since `before` go to stderr; 1 when there were any.
-int reportFailures(int before) {
-    const ::testing::TestResult& result =
-        *::testing::UnitTest::GetInstance()->current_test_info()->result();
-    int failed = 0;
-    for (int i = before; i < result.total_part_count(); ++i) {
-        const ::testing::TestPartResult& part = result.GetTestPartResult(i);
-        if (part.failed()) {
-            ++failed;
-            std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
-                         part.line_number(), part.message());
-        }
-    }
-    return failed == 0 ? 0 : 1;
-}
-
 class AnalyzerNode : public ::testing::Test {
   protected:
     /// Boots a node with the default manager on the test's folder in a child process (a
     /// restart is a new Linux process), runs the body with a connected client, stops.
     void bootInChild(const std::function<void(mgmt::ManagementClient&)>& body) {
-        EXPECT_EXIT(
-            {
-                const int before = ::testing::UnitTest::GetInstance()
-                                       ->current_test_info()
-                                       ->result()
-                                       ->total_part_count();
-                withNode(body);
-                std::exit(reportFailures(before));
-            },
-            ::testing::ExitedWithCode(0), "");
-    }
-
-    void withNode(const std::function<void(mgmt::ManagementClient&)>& body) {
-        ulsanode::NodeBootOptions options;
-        options.stateDir = m_folder.path();
-        ulsanode::BootedNode node;
-        std::string problem;
-        ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
-        struct StopAtEnd {
-            ~StopAtEnd() { ulsanode::stopNode(); }
-        } stopAtEnd;
-        hostdbtest::runAsKernelProcess(kLimit, "analyzerNodeTest", [&] {
-            mgmt::ManagementClient client;
-            const mgmt::Sent connected = client.connect(kWait);
-            ASSERT_TRUE(connected.ok()) << connected.errorText;
-            ASSERT_TRUE(client.initiate("R1A", kWait).ok());
-            body(client);
-            client.close();
+        nodetest::inChildProcess([&] {
+            ulsanode::NodeBootOptions options;
+            options.stateDir = m_folder.path();
+            nodetest::withNode(std::move(options), [&](const ulsanode::BootedNode&) {
+                hostdbtest::runAsKernelProcess(kLimit, "analyzerNodeTest",
+                                               [&] { nodetest::withClient(kWait, body); });
+            });
         });
     }
 

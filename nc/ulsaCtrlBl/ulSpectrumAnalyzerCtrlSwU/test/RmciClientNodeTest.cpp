@@ -6,7 +6,7 @@
 #include "KernelErrors.h"
 #include "LevelTraceCapture.h"
 #include "ManagementClient.h"
-#include "NodeBoot.h"
+#include "NodeInChild.h"
 #include "TempFolder.h"
 #include "TimeLimit.h"
 #include "ULSpectrumAnalyzerImpl.h"
@@ -16,11 +16,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace hostradio;
@@ -98,48 +97,19 @@ std::string describe(const Attributes& attributes) {
     return text;
 }
 
-// In a child process: the failures since `before` go to stderr; 1 when there were any.
-int reportFailures(int before) {
-    const ::testing::TestResult& result =
-        *::testing::UnitTest::GetInstance()->current_test_info()->result();
-    int failed = 0;
-    for (int i = before; i < result.total_part_count(); ++i) {
-        const ::testing::TestPartResult& part = result.GetTestPartResult(i);
-        if (part.failed()) {
-            ++failed;
-            std::fprintf(stderr, "%s:%d: %s\n", part.file_name() ? part.file_name() : "?",
-                         part.line_number(), part.message());
-        }
-    }
-    return failed == 0 ? 0 : 1;
-}
-
-void askTheUnits(hostdbtest::TempFolder& folder);
+void askTheUnits();
 
 TEST(RmciClientNode, theCapabilityActionReachesTheRadioUnitAndBringsItsAnswerBack) {
     hostdbtest::KernelErrors kernelErrors;
     hostdbtest::TempFolder folder;
-    EXPECT_EXIT(
-        {
-            const int before = ::testing::UnitTest::GetInstance()
-                                   ->current_test_info()
-                                   ->result()
-                                   ->total_part_count();
-            askTheUnits(folder);
-            std::exit(reportFailures(before));
-        },
-        ::testing::ExitedWithCode(0), "");
+    nodetest::inChildProcess([&] {
+        ulsanode::NodeBootOptions options;
+        options.stateDir = folder.path();
+        nodetest::withNode(std::move(options), [](const ulsanode::BootedNode&) { askTheUnits(); });
+    });
 }
 
-void askTheUnits(hostdbtest::TempFolder& folder) {
-    ulsanode::NodeBootOptions options;
-    options.stateDir = folder.path();
-    ulsanode::BootedNode node;
-    std::string problem;
-    ASSERT_TRUE(ulsanode::startNode(options, node, problem)) << problem;
-    struct StopAtEnd {
-        ~StopAtEnd() { ulsanode::stopNode(); }
-    } stopAtEnd;
+void askTheUnits() {
     LevelTraceCapture trace({"ulSpectrumAnalyzerCtrlSwU", kTraceDefaultObjectName});
 
     // The units: 1 as configured by default, 2 with no capabilities, 3 with one port,
