@@ -1,9 +1,8 @@
 // The file-transfer service spoken to with raw RFAI signals, as the load module's proxy
 // speaks them, against the real name server and an FTP server on loopback.
-#include "FtpTestServer.h"
+#include "FtpAndDiskTest.h"
 #include "TimeLimit.h"
 #include "fileTransferService.h"
-#include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
 #include "rfaiSignals.h"
@@ -46,21 +45,9 @@ struct Answer {
     }
 };
 
-class FileTransferService : public ::testing::Test {
+class FileTransferService : public testsupport::FtpAndDiskTest {
   protected:
-    void SetUp() override {
-        std::string whyNot;
-        ASSERT_TRUE(m_ftp.start(kUser, kPassword, whyNot)) << whyNot;
-        char pattern[] = "/tmp/ulsa-ftstate-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        m_state = pattern;
-        ASSERT_TRUE(hostdisk::setDiskRoot(m_state, whyNot)) << whyNot;
-    }
-    void TearDown() override {
-        ose_shutdown();
-        hostdisk::clearDiskRoot();
-        std::filesystem::remove_all(m_state);
-    }
+    FileTransferService() : FtpAndDiskTest(kUser, kPassword, "ulsa-ftstate") {}
 
     template <class Body>
     void run(Body body, bool loopbackOnly = false) {
@@ -135,8 +122,6 @@ class FileTransferService : public ::testing::Test {
                answer.text(rfai::Rej::additionalInfoOffset);
     }
 
-    ftptest::FtpTestServer m_ftp;
-    std::string m_state;
     PROCESS m_service = 0;
 };
 

@@ -4,7 +4,7 @@
 // and an FTP server on loopback. A recording owner stands for the analyzer: it ends the
 // run (deletes the client) on a failure and, when told, after an upload; the test asks
 // the simulator's measurement server for each result itself.
-#include "FtpTestServer.h"
+#include "FtpAndDiskTest.h"
 #include "ImaFacade.h"
 #include "LevelTraceCapture.h"
 #include "MainLoopPump.h"
@@ -16,7 +16,6 @@
 #include "attrReadService.h"
 #include "ULSAtmo.h"
 #include "fileTransferService.h"
-#include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
 #include "plab/nameserver/v1/NameServerOse.h"
@@ -134,21 +133,9 @@ class RecordingOwner : public RmciRftiClientHandlerOwner {
     uint32_t blockSize = 0;
 };
 
-class RftiClientTest : public ::testing::Test {
+class RftiClientTest : public testsupport::FtpAndDiskTest {
   protected:
-    void SetUp() override {
-        std::string whyNot;
-        ASSERT_TRUE(m_ftp.start(kUser, kPassword, whyNot)) << whyNot;
-        char pattern[] = "/tmp/ulsa-rfti-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        m_state = pattern;
-        ASSERT_TRUE(hostdisk::setDiskRoot(m_state, whyNot)) << whyNot;
-    }
-    void TearDown() override {
-        ose_shutdown();
-        hostdisk::clearDiskRoot();
-        fs::remove_all(m_state);
-    }
+    RftiClientTest() : FtpAndDiskTest(kUser, kPassword, "ulsa-rfti") {}
 
     // The body on the main process with the manual clock, the name server, the
     // file-transfer service and a radio unit.
@@ -271,8 +258,6 @@ class RftiClientTest : public ::testing::Test {
     }
     bool folderGone() const { return !fs::exists(fs::path(m_state) / "d" / "ulsasample"); }
 
-    ftptest::FtpTestServer m_ftp;
-    std::string m_state;
     PROCESS m_attributes = 0;
     RadioUnitConfig m_config;
     RadioUnit m_unit;

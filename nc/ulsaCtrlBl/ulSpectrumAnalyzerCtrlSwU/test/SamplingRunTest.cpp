@@ -3,7 +3,7 @@
 // attribute-read services and an FTP server on loopback; the test's thread is the main
 // process, with the kernel's manual clock for every wait of the run.
 #include "FroCallbackIf.h"
-#include "FtpTestServer.h"
+#include "FtpAndDiskTest.h"
 #include "ImaFacade.h"
 #include "LevelTraceCapture.h"
 #include "MainLoopPump.h"
@@ -20,7 +20,6 @@
 #include "attrReadService.h"
 #include "fileTransferService.h"
 #include "froMgr.h"
-#include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
 #include "plab/nameserver/v1/NameServerOse.h"
@@ -53,21 +52,9 @@ struct Answers : FroCallbackIf {
     std::vector<ActionResult> results;
 };
 
-class SamplingRunTest : public ::testing::Test {
+class SamplingRunTest : public testsupport::FtpAndDiskTest {
   protected:
-    void SetUp() override {
-        std::string whyNot;
-        ASSERT_TRUE(m_ftp.start(kUser, kPassword, whyNot)) << whyNot;
-        char pattern[] = "/tmp/ulsa-run-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        m_state = pattern;
-        ASSERT_TRUE(hostdisk::setDiskRoot(m_state, whyNot)) << whyNot;
-    }
-    void TearDown() override {
-        ose_shutdown();
-        hostdisk::clearDiskRoot();
-        fs::remove_all(m_state);
-    }
+    SamplingRunTest() : FtpAndDiskTest(kUser, kPassword, "ulsa-run") {}
 
     void run(const std::function<void()>& body) {
         runWithTimeLimit(std::chrono::seconds(120), [&] {
@@ -176,8 +163,6 @@ class SamplingRunTest : public ::testing::Test {
     }
     bool noSampleFolder() const { return !fs::exists(fs::path(m_state) / "d" / "ulsasample"); }
 
-    ftptest::FtpTestServer m_ftp;
-    std::string m_state;
     RadioUnitConfig m_config;
     RadioUnit m_unit;
     uint32_t m_blockSize = 4096;
