@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <pwd.h>
 #include <sys/prctl.h>
@@ -130,6 +131,33 @@ std::string PgCluster::databaseConnectString(const std::string& database,
     std::string text = connectString();
     text.replace(text.find("DATABASE=postgres"), 17, "DATABASE=" + database);
     return text;
+}
+
+namespace {
+
+void makeTestDatabase(const std::string& prefix, std::string& connectString) {
+    std::string whyNot;
+    PgCluster* cluster = PgCluster::shared(whyNot);
+    if (cluster == nullptr)
+        GTEST_SKIP() << "no PostgreSQL for this test: " << whyNot;
+    hostdb::OdbcSession admin(cluster->connectString());
+    ASSERT_TRUE(admin.connect()) << hostdb::diagnosticsText(admin.lastError());
+    const std::string name =
+        prefix + std::to_string(std::hash<std::string>{}(
+                     ::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    ASSERT_TRUE(admin.execute("drop database if exists " + name));
+    ASSERT_TRUE(admin.execute("create database " + name))
+        << hostdb::diagnosticsText(admin.lastError());
+    connectString = "DRIVER=PostgreSQL Unicode;SERVER=127.0.0.1;PORT=" +
+                    std::to_string(cluster->port()) + ";DATABASE=" + name + ";UID=postgres;PWD=;";
+}
+
+}  // namespace
+
+std::string freshTestDatabase(const std::string& prefix) {
+    std::string connectString;
+    makeTestDatabase(prefix, connectString);
+    return connectString;
 }
 
 bool PgCluster::clientBackends(std::vector<int>& pids, std::string& problem) const {
