@@ -8,12 +8,11 @@
 //   db_restore_4095_ms        4,095 stored fROs of one type read back as a restart does:
 //                             retrieveFROs, then retrieveFRO of each.
 //
-// The database's time is measured where every ODBC call of the process passes: this
-// program defines the unixODBC entry points that the call table and the transaction
-// server's session use, times each outermost call and forwards it to the real one
-// (dlsym RTLD_NEXT). Both the load module's reads through the call table and the
-// server's apply at commit are so counted, on whatever thread they run.
+// The database's time is measured where every ODBC call of the process passes
+// (OdbcTiming.h): both the load module's reads through the call table and the server's
+// apply at commit are so counted, on whatever thread they run.
 #include "FroDatabase.h"
+#include "OdbcTiming.h"
 #include "SignalDistributorAPI.h"
 #include "hostServices.h"
 #include "ose.h"
@@ -22,9 +21,6 @@
 #include "tarvo_dbagent.h"
 #include "tarvo_transaction.h"
 
-#include <sql.h>
-
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,83 +38,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::atomic<int64_t> g_odbcNanos{0};
-std::atomic<int64_t> g_odbcCalls{0};
-thread_local int t_depth = 0;
-
-// Times the outermost ODBC call of a thread and forwards it.
-// Each entry point keeps its own real function (several share one type).
-template <class Fn, class... Args>
-SQLRETURN timed(Fn& real, const char* name, Args... args) {
-    if (real == nullptr) {
-        real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
-    }
-    if (real == nullptr) {
-        return SQL_ERROR;
-    }
-    if (t_depth++ > 0) {
-        const SQLRETURN result = real(args...);
-        --t_depth;
-        return result;
-    }
-    const auto start = Clock::now();
-    const SQLRETURN result = real(args...);
-    g_odbcNanos +=
-        std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
-    ++g_odbcCalls;
-    --t_depth;
-    return result;
-}
-
-}  // namespace
-
-extern "C" {
-SQLRETURN SQL_API SQLExecDirect(SQLHSTMT s, SQLCHAR* t, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLCHAR*, SQLINTEGER) = nullptr;
-    return timed(real, "SQLExecDirect", s, t, l);
-}
-SQLRETURN SQL_API SQLPrepare(SQLHSTMT s, SQLCHAR* t, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLCHAR*, SQLINTEGER) = nullptr;
-    return timed(real, "SQLPrepare", s, t, l);
-}
-SQLRETURN SQL_API SQLFetch(SQLHSTMT s) {
-    static SQLRETURN (*real)(SQLHSTMT) = nullptr;
-    return timed(real, "SQLFetch", s);
-}
-SQLRETURN SQL_API SQLGetData(SQLHSTMT s, SQLUSMALLINT c, SQLSMALLINT t, SQLPOINTER v, SQLLEN l,
-                             SQLLEN* i) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLUSMALLINT, SQLSMALLINT, SQLPOINTER, SQLLEN, SQLLEN*) =
-        nullptr;
-    return timed(real, "SQLGetData", s, c, t, v, l, i);
-}
-SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT s) {
-    static SQLRETURN (*real)(SQLHSTMT) = nullptr;
-    return timed(real, "SQLCloseCursor", s);
-}
-SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT s, SQLUSMALLINT o) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLUSMALLINT) = nullptr;
-    return timed(real, "SQLFreeStmt", s, o);
-}
-SQLRETURN SQL_API SQLEndTran(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE, SQLSMALLINT) = nullptr;
-    return timed(real, "SQLEndTran", t, h, c);
-}
-SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC h, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHDBC, SQLINTEGER, SQLPOINTER, SQLINTEGER) = nullptr;
-    return timed(real, "SQLSetConnectAttr", h, a, v, l);
-}
-SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT t, SQLHANDLE i, SQLHANDLE* o) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE, SQLHANDLE*) = nullptr;
-    return timed(real, "SQLAllocHandle", t, i, o);
-}
-SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT t, SQLHANDLE h) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE) = nullptr;
-    return timed(real, "SQLFreeHandle", t, h);
-}
-}
-
-namespace {
 
 struct Run {
     double totalMs = 0;
@@ -139,8 +58,8 @@ Run saveAndCommit(FroDatabase& db, uint32_t froType, uint32_t count) {
     TarvoTransaction_create_e(1, &transaction, 1);
     TarvoTransaction_registerResource_e(transaction, 0, 1);
     db.open();
-    const int64_t odbcBefore = g_odbcNanos;
-    const int64_t callsBefore = g_odbcCalls;
+    const int64_t odbcBefore = g_odbcNanos[0];
+    const int64_t callsBefore = g_odbcCalls[0];
     const auto start = Clock::now();
     for (uint32_t id = 1; id <= count; ++id) {
         db.saveFRO(transaction, id, froType,
@@ -152,8 +71,8 @@ Run saveAndCommit(FroDatabase& db, uint32_t froType, uint32_t count) {
     union SIGNAL* indication = receive_w_tmo(60000, wanted);
     Run run;
     run.totalMs = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-    run.odbcMs = static_cast<double>(g_odbcNanos - odbcBefore) / 1e6;
-    run.odbcCalls = g_odbcCalls - callsBefore;
+    run.odbcMs = static_cast<double>(g_odbcNanos[0] - odbcBefore) / 1e6;
+    run.odbcCalls = g_odbcCalls[0] - callsBefore;
     SIGSELECT number = 0;
     if (indication != nullptr) {
         std::memcpy(&number, indication, sizeof(number));
@@ -170,8 +89,8 @@ Run saveAndCommit(FroDatabase& db, uint32_t froType, uint32_t count) {
 
 Run restore(FroDatabase& db, uint32_t froType, std::size_t expected) {
     db.open();
-    const int64_t odbcBefore = g_odbcNanos;
-    const int64_t callsBefore = g_odbcCalls;
+    const int64_t odbcBefore = g_odbcNanos[0];
+    const int64_t callsBefore = g_odbcCalls[0];
     const auto start = Clock::now();
     std::vector<FroInfo> infos;
     bool ok = db.retrieveFROs({froType}, infos);
@@ -182,8 +101,8 @@ Run restore(FroDatabase& db, uint32_t froType, std::size_t expected) {
     }
     Run run;
     run.totalMs = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-    run.odbcMs = static_cast<double>(g_odbcNanos - odbcBefore) / 1e6;
-    run.odbcCalls = g_odbcCalls - callsBefore;
+    run.odbcMs = static_cast<double>(g_odbcNanos[0] - odbcBefore) / 1e6;
+    run.odbcCalls = g_odbcCalls[0] - callsBefore;
     db.close();
     if (!ok || infos.size() != expected) {
         std::fprintf(stderr, "the restore read %zu of %zu fROs\n", infos.size(), expected);

@@ -37,15 +37,15 @@
 // part on a smaller case, for a profiler.
 //
 // The database's time is measured where every ODBC call of the process passes, as in
-// db_bench: this program defines the unixODBC entry points that the agent's call table
-// and the services use, times each outermost call per thread and forwards it to the real
-// one (dlsym RTLD_NEXT). Calls on the main process are counted apart from the others.
+// db_bench (OdbcTiming.h, with the entry points of prepared statements and connections
+// added here). Calls on the main process are counted apart from the others.
 #include "FroDatabase.h"
 #include "FroDatabaseWriter.h"
 #include "FroHandler.h"
 #include "ManagementClient.h"
 #include "MaoFroGenericBase.h"
 #include "NodeBoot.h"
+#include "OdbcTiming.h"
 #include "RestoreHandlerGenericBase.h"
 #include "SignalDistributorAPI.h"
 #include "SignalSubscriber.h"
@@ -89,12 +89,6 @@ using Clock = std::chrono::steady_clock;
 // ---------------------------------------------------------------------------------------
 // ODBC time, per thread role: 1 the load module's main process, 0 every other thread.
 
-constexpr int kRoles = 2;
-std::atomic<int64_t> g_odbcNanos[kRoles] = {};
-std::atomic<int64_t> g_odbcCalls[kRoles] = {};
-thread_local int t_depth = 0;
-thread_local int t_role = 0;
-
 struct OdbcCount {
     int64_t nanos[kRoles] = {};
     int64_t calls[kRoles] = {};
@@ -118,52 +112,12 @@ struct OdbcCount {
     }
 };
 
-template <class Fn, class... Args>
-SQLRETURN timed(Fn& real, const char* name, Args... args) {
-    if (real == nullptr) {
-        real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, name));
-    }
-    if (real == nullptr) {
-        return SQL_ERROR;
-    }
-    if (t_depth++ > 0) {
-        const SQLRETURN result = real(args...);
-        --t_depth;
-        return result;
-    }
-    const auto start = Clock::now();
-    const SQLRETURN result = real(args...);
-    g_odbcNanos[t_role] +=
-        std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start).count();
-    ++g_odbcCalls[t_role];
-    --t_depth;
-    return result;
-}
-
 }  // namespace
 
 extern "C" {
-SQLRETURN SQL_API SQLExecDirect(SQLHSTMT s, SQLCHAR* t, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLCHAR*, SQLINTEGER) = nullptr;
-    return timed(real, "SQLExecDirect", s, t, l);
-}
-SQLRETURN SQL_API SQLPrepare(SQLHSTMT s, SQLCHAR* t, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLCHAR*, SQLINTEGER) = nullptr;
-    return timed(real, "SQLPrepare", s, t, l);
-}
 SQLRETURN SQL_API SQLExecute(SQLHSTMT s) {
     static SQLRETURN (*real)(SQLHSTMT) = nullptr;
     return timed(real, "SQLExecute", s);
-}
-SQLRETURN SQL_API SQLFetch(SQLHSTMT s) {
-    static SQLRETURN (*real)(SQLHSTMT) = nullptr;
-    return timed(real, "SQLFetch", s);
-}
-SQLRETURN SQL_API SQLGetData(SQLHSTMT s, SQLUSMALLINT c, SQLSMALLINT t, SQLPOINTER v, SQLLEN l,
-                             SQLLEN* i) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLUSMALLINT, SQLSMALLINT, SQLPOINTER, SQLLEN, SQLLEN*) =
-        nullptr;
-    return timed(real, "SQLGetData", s, c, t, v, l, i);
 }
 SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT s, SQLSMALLINT* n) {
     static SQLRETURN (*real)(SQLHSTMT, SQLSMALLINT*) = nullptr;
@@ -172,30 +126,6 @@ SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT s, SQLSMALLINT* n) {
 SQLRETURN SQL_API SQLRowCount(SQLHSTMT s, SQLLEN* n) {
     static SQLRETURN (*real)(SQLHSTMT, SQLLEN*) = nullptr;
     return timed(real, "SQLRowCount", s, n);
-}
-SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT s) {
-    static SQLRETURN (*real)(SQLHSTMT) = nullptr;
-    return timed(real, "SQLCloseCursor", s);
-}
-SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT s, SQLUSMALLINT o) {
-    static SQLRETURN (*real)(SQLHSTMT, SQLUSMALLINT) = nullptr;
-    return timed(real, "SQLFreeStmt", s, o);
-}
-SQLRETURN SQL_API SQLEndTran(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE, SQLSMALLINT) = nullptr;
-    return timed(real, "SQLEndTran", t, h, c);
-}
-SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC h, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l) {
-    static SQLRETURN (*real)(SQLHDBC, SQLINTEGER, SQLPOINTER, SQLINTEGER) = nullptr;
-    return timed(real, "SQLSetConnectAttr", h, a, v, l);
-}
-SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT t, SQLHANDLE i, SQLHANDLE* o) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE, SQLHANDLE*) = nullptr;
-    return timed(real, "SQLAllocHandle", t, i, o);
-}
-SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT t, SQLHANDLE h) {
-    static SQLRETURN (*real)(SQLSMALLINT, SQLHANDLE) = nullptr;
-    return timed(real, "SQLFreeHandle", t, h);
 }
 SQLRETURN SQL_API SQLDriverConnect(SQLHDBC h, SQLHWND w, SQLCHAR* in, SQLSMALLINT inLength,
                                    SQLCHAR* out, SQLSMALLINT outMax, SQLSMALLINT* outLength,

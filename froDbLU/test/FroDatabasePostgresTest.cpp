@@ -19,20 +19,9 @@ constexpr uint32_t kFros = 300;
 class FroDatabaseOnPostgres : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string whyNot;
-        hostdbtest::PgCluster* cluster = hostdbtest::PgCluster::shared(whyNot);
-        if (cluster == nullptr)
-            GTEST_SKIP() << "no PostgreSQL for this test: " << whyNot;
-        hostdb::OdbcSession admin(cluster->connectString());
-        ASSERT_TRUE(admin.connect()) << hostdb::diagnosticsText(admin.lastError());
-        const std::string name =
-            "frodb_" + std::to_string(std::hash<std::string>{}(
-                           ::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        ASSERT_TRUE(admin.execute("drop database if exists " + name));
-        ASSERT_TRUE(admin.execute("create database " + name));
-        config.connectString =
-            "DRIVER=PostgreSQL Unicode;SERVER=127.0.0.1;PORT=" + std::to_string(cluster->port()) +
-            ";DATABASE=" + name + ";UID=postgres;PWD=;";
+        config.connectString = hostdbtest::freshTestDatabase("frodb_");
+        if (config.connectString.empty())
+            return;
         node = std::make_unique<LoadModuleNode>(config);
     }
 

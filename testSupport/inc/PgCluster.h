@@ -52,6 +52,12 @@ class PgCluster {
     pid_t m_server = -1;
 };
 
+/// For a test's SetUp: the ODBC connection string of a new, empty database of the
+/// program's cluster, named prefix and a number from the running test's name (names are
+/// cut at 63 characters). Skips the test when there is no PostgreSQL and fails it when the
+/// database cannot be made; empty then.
+std::string freshTestDatabase(const std::string& prefix);
+
 }  // namespace hostdbtest
 
 #endif  // HOSTDB_TEST_PG_CLUSTER_H

@@ -15,11 +15,11 @@
 #ifndef PROGRAM_RUN_H
 #define PROGRAM_RUN_H
 
+#include "LoopbackPort.h"
 #include "ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -28,11 +28,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <netinet/in.h>
 #include <sstream>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -274,46 +272,19 @@ inline Program radioUnit(const Node& node, std::vector<std::string> options = {}
                    {{"ULSA_TRACE_FILE", node.state() + "/radio-trace.log"}});
 }
 
-/// A free TCP port on loopback (free when asked: another program may take it later).
-inline int freePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    int port = 0;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-        port = ntohs(address.sin_port);
-    close(fd);
-    return port;
-}
-
-/// Whether something accepts connections on the loopback port.
-inline bool listening(int port) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    const bool accepted = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    return accepted;
-}
-
 /// An FTP server (pyftpdlib, Debian's python3-pyftpdlib) on a free loopback port, one
 /// user who may write, serving a folder of its own; stop() and start() again on the
 /// same port.
 class FtpServer {
   public:
-    FtpServer() : m_port(freePort()) { start(); }
+    FtpServer() : m_port(testsupport::freeLoopbackPort()) { start(); }
 
     void start() {
         m_program = Program(
             {"/usr/bin/python3", "-m", "pyftpdlib", "-i", "127.0.0.1", "-p", std::to_string(m_port),
              "-w", "-d", m_root.path(), "-u", kUser, "-P", kPassword},
             m_logs.path() + "/ftp");
-        const bool up = pollUntil([this] { return listening(m_port); });
+        const bool up = pollUntil([this] { return testsupport::acceptsOnLoopback(m_port); });
         EXPECT_TRUE(up) << "pyftpdlib did not listen on port " << m_port << ": " << m_program.err();
     }
     void stop() { m_program.stop(); }

@@ -1,10 +1,10 @@
 #include "PgCluster.h"
 
+#include "LoopbackPort.h"
 #include "OdbcSession.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -12,11 +12,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <memory>
-#include <netinet/in.h>
 #include <pwd.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -51,22 +50,6 @@ std::string findBinaries() {
             best = bin;
     }
     return best;
-}
-
-int freeLoopbackPort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0)
-        return 0;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    int port = 0;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0)
-        port = ntohs(address.sin_port);
-    close(fd);
-    return port;
 }
 
 // Runs argv as the user (when root) with output into log; the child dies with us.
@@ -150,6 +133,33 @@ std::string PgCluster::databaseConnectString(const std::string& database,
     return text;
 }
 
+namespace {
+
+void makeTestDatabase(const std::string& prefix, std::string& connectString) {
+    std::string whyNot;
+    PgCluster* cluster = PgCluster::shared(whyNot);
+    if (cluster == nullptr)
+        GTEST_SKIP() << "no PostgreSQL for this test: " << whyNot;
+    hostdb::OdbcSession admin(cluster->connectString());
+    ASSERT_TRUE(admin.connect()) << hostdb::diagnosticsText(admin.lastError());
+    const std::string name =
+        prefix + std::to_string(std::hash<std::string>{}(
+                     ::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    ASSERT_TRUE(admin.execute("drop database if exists " + name));
+    ASSERT_TRUE(admin.execute("create database " + name))
+        << hostdb::diagnosticsText(admin.lastError());
+    connectString = "DRIVER=PostgreSQL Unicode;SERVER=127.0.0.1;PORT=" +
+                    std::to_string(cluster->port()) + ";DATABASE=" + name + ";UID=postgres;PWD=;";
+}
+
+}  // namespace
+
+std::string freshTestDatabase(const std::string& prefix) {
+    std::string connectString;
+    makeTestDatabase(prefix, connectString);
+    return connectString;
+}
+
 bool PgCluster::clientBackends(std::vector<int>& pids, std::string& problem) const {
     pids.clear();
     hostdb::OdbcSession session(connectString());
@@ -213,7 +223,7 @@ bool PgCluster::start(std::string& whyNot) {
         whyNot = "initdb failed, see " + log;
         return false;
     }
-    m_port = freeLoopbackPort();
+    m_port = testsupport::freeLoopbackPort();
     // No fsync: the machine does not crash under a test. But commits stay synchronous:
     // a test may kill a server process, and the server's recovery then drops what an
     // asynchronous commit had confirmed and not yet written.

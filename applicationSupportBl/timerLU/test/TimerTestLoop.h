@@ -4,109 +4,36 @@
 #ifndef TIMER_TEST_LOOP_H
 #define TIMER_TEST_LOOP_H
 
-#include "Application.h"
+#include "MainLoopTest.h"
 #include "MapTimer.h"
 #include "MapTimerObserver.h"
-#include "SignalDistributorAPI.h"
-#include "SignalSubscriber.h"
 #include "Timer.h"
 #include "TimerObserver.h"
+#include "TraceLines.h"
 #include "applicationServices.h"
-#include "oseHost.h"
 #include "traceHost.h"
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <cstring>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
 
 namespace timertest {
 
-constexpr SIGSELECT kRunJob = 0x7E5701;
-constexpr SIGSELECT kJobDone = 0x7E5702;
-constexpr SIGSELECT kStopLoop = 0x7E5703;
-
-// Thrown out of the loop to end it: the loop has no end of its own, and killing
-// the process could catch it in the middle of a message.
-struct StopLoop {};
-
-struct Job {
-    std::function<void()> work;
-};
-
-// Runs the job whose address a kRunJob signal carries, then answers kJobDone.
-class JobRunner : public SignalSubscriber {
-  public:
-    void handleSignal(union SIGNAL** signal) override {
-        if (**reinterpret_cast<SIGSELECT**>(signal) == kStopLoop)
-            throw StopLoop{};
-        Job* job = nullptr;
-        std::memcpy(&job, reinterpret_cast<unsigned char*>(*signal) + 8, sizeof job);
-        job->work();
-        union SIGNAL* done = alloc(4, kJobDone);
-        send(&done, sender(signal));
-    }
-};
-
-class TestApplication : public Application {
-  public:
-    TestApplication() : Application(0) {}
-    // Runs when the test kills the loop: ends everything the loop made, the
-    // distributor last, since the timer API unsubscribes from it.
-    ~TestApplication() override {
-        MapTimer::destroyInstance();
-        applsupp::application::destroyTimerApi();
-        destroySignalDistributorAPI();
-    }
-    bool applicationSpecificInit() override {
-        return getSignalDistributorAPI()->subscribe(kRunJob, &m_runner) &&
-               getSignalDistributorAPI()->subscribe(kStopLoop, &m_runner);
-    }
-
-  private:
-    JobRunner m_runner;
-};
-
-inline OS_PROCESS(testMainLoop) {
-    try {
-        TestApplication application;
-        application.start();
-    } catch (const StopLoop&) {
-    }
+// Ends what the loop made, the timer API before the distributor it unsubscribes from.
+inline void endTimers() {
+    MapTimer::destroyInstance();
+    applsupp::application::destroyTimerApi();
 }
 
-// Every trace line, kept while the object lives.
-class TraceCapture {
+// Every trace line, kept while the object lives; count() matches the whole text after
+// a line's "file:line: ".
+class TraceCapture : public testsupport::TraceLines {
   public:
-    TraceCapture() {
-        traceSetSink([this](const std::string& line) {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_lines.push_back(line);
-        });
-    }
-    ~TraceCapture() { traceSetSink({}); }
-    /// How many lines of that level end in the text.
     std::size_t count(unsigned level, const std::string& text) const {
-        const std::string levelTag = " L" + std::to_string(level) + " ";
-        const std::string tail = ": " + text;
-        std::lock_guard<std::mutex> lock(m_mutex);
-        std::size_t found = 0;
-        for (const std::string& line : m_lines) {
-            if (line.find(levelTag) != std::string::npos && line.size() >= tail.size() &&
-                line.compare(line.size() - tail.size(), tail.size(), tail) == 0)
-                ++found;
-        }
-        return found;
+        return TraceLines::count(level, ": " + text);
     }
-
-  private:
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_lines;
 };
 
 // An observer of both kinds that records what it is told; the loop writes, the
@@ -137,43 +64,19 @@ class Recorder : public MapTimerObserver, public TimerObserver {
     std::vector<uint32_t> m_events;
 };
 
-// Each test runs its own kernel: the test thread is a process "tester", the loop
-// is "testMain".
-class TimerLoopTest : public ::testing::Test {
+// The test thread is a process "tester", the loop is "testMain".
+class TimerLoopTest : public testsupport::MainLoopTest {
   protected:
     void SetUp() override {
         applsupp::application::registerTimerApi<Timer>();
         traceSetMask("TimerLU", 0xFFFFFFFFu);
-        m_tester = ose_adopt_thread("tester");
-        m_loop =
-            create_process(OS_PRI_PROC, "testMain", testMainLoop, 45000, 28, 0, 0, nullptr, 0, 0);
-        start(m_loop);
+        startLoop<endTimers>("tester");
     }
     void TearDown() override {
-        union SIGNAL* stop = alloc(4, kStopLoop);
-        send(&stop, m_loop);
-        EXPECT_TRUE(ose_wait_ended(m_loop, 5000));
-        ose_leave_thread();
-        ose_shutdown();
+        stopLoop();
         applsupp::application::setTimerApiFactory({});
     }
 
-    /// Runs work on the loop process and waits for it; fails the test after timeoutMs.
-    void onLoop(std::function<void()> work, OSTIME timeoutMs = 5000) {
-        // On a time-out the loop may still run the job later: it is left to leak.
-        auto* job = new Job{std::move(work)};
-        union SIGNAL* run = alloc(16, kRunJob);
-        std::memcpy(reinterpret_cast<unsigned char*>(run) + 8, &job, sizeof job);
-        send(&run, m_loop);
-        static const SIGSELECT done[] = {1, kJobDone};
-        union SIGNAL* answer = receive_w_tmo(timeoutMs, done);
-        ASSERT_NE(answer, nullptr) << "the loop did not run the job in time";
-        free_buf(&answer);
-        delete job;
-    }
-
-    PROCESS m_tester = 0;
-    PROCESS m_loop = 0;
     TraceCapture m_trace;
 };
 

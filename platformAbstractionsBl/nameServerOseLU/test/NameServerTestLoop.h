@@ -4,21 +4,15 @@
 #ifndef NAME_SERVER_TEST_LOOP_H
 #define NAME_SERVER_TEST_LOOP_H
 
-#include "Application.h"
-#include "JobProcess.h"
+#include "MainLoopTest.h"
 #include "TraceLines.h"
-#include "SignalDistributorAPI.h"
-#include "SignalSubscriber.h"
 #include "applicationServices.h"
 #include "plab/nameserver/v1/NameServerOse.h"
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace nstest {
@@ -26,40 +20,11 @@ namespace nstest {
 using plab::nameserver::v1::NameServer;
 using plab::nameserver::v1::ServiceCallback;
 
-// Thrown out of the loop to end it: the loop has no end of its own.
-struct StopLoop {};
+using testsupport::JobProcess;
+using testsupport::kStopJobs;
 
-class LoopJobs : public SignalSubscriber {
-  public:
-    void handleSignal(union SIGNAL** signal) override {
-        if (**reinterpret_cast<SIGSELECT**>(signal) == kStopJobs)
-            throw StopLoop{};
-        runJob(signal);
-    }
-};
-
-class TestApplication : public Application {
-  public:
-    TestApplication() : Application(0) {}
-    ~TestApplication() override {
-        applsupp::application::destroyNameServer();
-        destroySignalDistributorAPI();
-    }
-    bool applicationSpecificInit() override {
-        return getSignalDistributorAPI()->subscribe(kRunJob, &m_jobs) &&
-               getSignalDistributorAPI()->subscribe(kStopJobs, &m_jobs);
-    }
-
-  private:
-    LoopJobs m_jobs;
-};
-
-inline OS_PROCESS(testMainLoop) {
-    try {
-        TestApplication application;
-        application.start();
-    } catch (const StopLoop&) {
-    }
+inline void endNameServer() {
+    applsupp::application::destroyNameServer();
 }
 
 /// The name-server client of the loop; call it on the loop only.
@@ -119,30 +84,20 @@ struct Subscriber {
 };
 
 // The test thread is a kernel process named testerName; the loop is "testMain".
-class NameServerLoopTest : public ::testing::Test {
+class NameServerLoopTest : public testsupport::MainLoopTest {
   protected:
     void startLoop(const char* testerName) {
         applsupp::application::registerNameServer<plab::nameserver::v1::NameServerOse>();
         traceSetMask("NameServerOseLU", 0xFFFFFFFFu);
-        m_tester = ose_adopt_thread(testerName);
-        m_loop =
-            create_process(OS_PRI_PROC, "testMain", testMainLoop, 45000, 28, 0, 0, nullptr, 0, 0);
-        start(m_loop);
+        MainLoopTest::startLoop<endNameServer>(testerName);
     }
     void TearDown() override {
-        union SIGNAL* stop = alloc(4, kStopJobs);
-        send(&stop, m_loop);
-        EXPECT_TRUE(ose_wait_ended(m_loop, 5000));
-        ose_leave_thread();
-        ose_shutdown();
+        stopLoop();
         applsupp::application::setNameServerFactory({});
     }
-    void onLoop(std::function<void()> work) { runOn(m_loop, std::move(work)); }
 
-    TraceLines m_trace;
+    testsupport::TraceLines m_trace;
     Events m_events;
-    PROCESS m_tester = 0;
-    PROCESS m_loop = 0;
 };
 
 }  // namespace nstest

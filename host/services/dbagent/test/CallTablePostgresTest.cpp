@@ -23,23 +23,10 @@ constexpr auto kLimit = std::chrono::seconds(40);
 class CallTableOnPostgres : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string whyNot;
-        PgCluster* cluster = PgCluster::shared(whyNot);
-        if (cluster == nullptr)
-            GTEST_SKIP() << "no PostgreSQL for this test: " << whyNot;
         // A database of its own per test, so that every test starts empty.
-        hostdb::OdbcSession admin(cluster->connectString());
-        ASSERT_TRUE(admin.connect()) << hostdb::diagnosticsText(admin.lastError());
-        // Names are cut at 63 characters: a short one from the test's name.
-        const std::string name =
-            "t_" + std::to_string(std::hash<std::string>{}(
-                       ::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        ASSERT_TRUE(admin.execute("drop database if exists " + name));
-        ASSERT_TRUE(admin.execute("create database " + name))
-            << hostdb::diagnosticsText(admin.lastError());
-        config.connectString =
-            "DRIVER=PostgreSQL Unicode;SERVER=127.0.0.1;PORT=" + std::to_string(cluster->port()) +
-            ";DATABASE=" + name + ";UID=postgres;PWD=;";
+        config.connectString = freshTestDatabase("t_");
+        if (config.connectString.empty())
+            return;
         ASSERT_NE(hostdb::startDatabaseAgent(config), 0u);
     }
 

@@ -1,5 +1,7 @@
 #include "FtpTestServer.h"
 
+#include "LoopbackPort.h"
+
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
@@ -19,40 +21,8 @@
 
 namespace ftptest {
 
-namespace {
-
-bool accepts(int port) {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) {
-        return false;
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    const bool connected = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    ::close(fd);
-    return connected;
-}
-
-}  // namespace
-
 int freeLoopbackPort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) {
-        return 0;
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    int port = 0;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-        port = ntohs(address.sin_port);
-    }
-    ::close(fd);
-    return port;
+    return testsupport::freeLoopbackPort();
 }
 
 std::string readFile(const std::string& path) {
@@ -87,7 +57,7 @@ bool FtpTestServer::start(const std::string& user, const std::string& password,
         return false;
     }
     m_root = pattern;
-    m_port = freeLoopbackPort();
+    m_port = testsupport::freeLoopbackPort();
     const std::string log = m_root + ".log";
     std::vector<std::string> argv = {"/usr/bin/python3",
                                      "-m",
@@ -129,7 +99,7 @@ bool FtpTestServer::start(const std::string& user, const std::string& password,
         return false;
     }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!accepts(m_port)) {
+    while (!testsupport::acceptsOnLoopback(m_port)) {
         int status = 0;
         if (waitpid(m_server, &status, WNOHANG) == m_server) {
             m_server = -1;

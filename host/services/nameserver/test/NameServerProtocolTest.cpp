@@ -12,7 +12,7 @@
 #include <vector>
 
 using namespace hostns;
-using nstest::JobProcess;
+using testsupport::JobProcess;
 
 namespace {
 
@@ -84,7 +84,7 @@ class NameServerProtocolTest : public ::testing::Test {
         process.run([name] { EXPECT_TRUE(publishService(name)); });
     }
 
-    nstest::TraceLines m_trace;
+    testsupport::TraceLines m_trace;
     PROCESS m_client = 0;
     PROCESS m_ns = 0;
 };

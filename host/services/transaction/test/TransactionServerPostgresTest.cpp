@@ -1,11 +1,9 @@
 // The transaction server against PostgreSQL: a throwaway server that this test
 // program starts on a free loopback port.
-#include "KernelErrors.h"
-#include "OdbcSession.h"
 #include "PgCluster.h"
 #include "TimeLimit.h"
 #include "TransactionClient.h"
-#include "transactionServer.h"
+#include "TransactionServerFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -20,50 +18,14 @@ namespace {
 
 constexpr auto kLimit = std::chrono::seconds(40);
 
-class TransactionServerOnPostgres : public ::testing::Test {
+class TransactionServerOnPostgres : public TransactionServerFixture {
   protected:
     void SetUp() override {
-        std::string whyNot;
-        hostdbtest::PgCluster* cluster = hostdbtest::PgCluster::shared(whyNot);
-        if (cluster == nullptr)
-            GTEST_SKIP() << "no PostgreSQL for this test: " << whyNot;
-        hostdb::OdbcSession admin(cluster->connectString());
-        ASSERT_TRUE(admin.connect()) << hostdb::diagnosticsText(admin.lastError());
-        const std::string name =
-            "tx_" + std::to_string(std::hash<std::string>{}(
-                        ::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        ASSERT_TRUE(admin.execute("drop database if exists " + name));
-        ASSERT_TRUE(admin.execute("create database " + name));
-        config.database.connectString =
-            "DRIVER=PostgreSQL Unicode;SERVER=127.0.0.1;PORT=" + std::to_string(cluster->port()) +
-            ";DATABASE=" + name + ";UID=postgres;PWD=;";
-        ASSERT_NE(server = startTransactionServer(config), 0u);
-        db = std::make_unique<hostdb::OdbcSession>(config.database.connectString);
-        ASSERT_TRUE(db->connect()) << hostdb::diagnosticsText(db->lastError());
-        ASSERT_TRUE(
-            db->execute("create table t (persistent, id integer, v varchar(0), primary "
-                        "key(id))"));
-        ASSERT_TRUE(db->execute("insert into t (id, v) values (100, 'before')"));
+        config.database.connectString = hostdbtest::freshTestDatabase("tx_");
+        if (config.database.connectString.empty())
+            return;
+        startServerAndTable();
     }
-
-    void TearDown() override {
-        ose_shutdown();
-        EXPECT_EQ(hostdbtest::KernelErrors::take(), std::vector<std::string>{});
-    }
-
-    std::vector<std::string> rows() {
-        hostdb::SqlRows found;
-        EXPECT_TRUE(db->query("select id, v from t order by id", found));
-        std::vector<std::string> lines;
-        for (const auto& row : found)
-            lines.push_back(row.at(0).value_or("NULL") + "=" + row.at(1).value_or("NULL"));
-        return lines;
-    }
-
-    hostdbtest::KernelErrors kernelErrors;
-    TransactionServerConfig config;
-    PROCESS server = 0;
-    std::unique_ptr<hostdb::OdbcSession> db;
 };
 
 TEST_F(TransactionServerOnPostgres, commits_whole_or_not_at_all_and_survives_a_lost_connection) {

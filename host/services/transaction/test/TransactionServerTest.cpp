@@ -1,11 +1,9 @@
 // The transaction server against the default database, an SQLite file.
-#include "KernelErrors.h"
-#include "OdbcSession.h"
 #include "TempFolder.h"
 #include "TimeLimit.h"
 #include "TraceCapture.h"
 #include "TransactionClient.h"
-#include "transactionServer.h"
+#include "TransactionServerFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -19,44 +17,19 @@ namespace {
 
 constexpr auto kLimit = std::chrono::seconds(40);
 
-class TransactionServerOnSqlite : public ::testing::Test {
+class TransactionServerOnSqlite : public TransactionServerFixture {
   protected:
     void SetUp() override {
         config.database.stateDir = folder.path() + "/state";
         configure(config);
-        ASSERT_NE(server = startTransactionServer(config), 0u);
-        db = std::make_unique<hostdb::OdbcSession>(hostdb::resolveConnectString(config.database));
-        ASSERT_TRUE(db->connect()) << hostdb::diagnosticsText(db->lastError());
-        // Tables are made directly, outside transactions, as the load module does.
-        ASSERT_TRUE(
-            db->execute("create table t (persistent, id integer, v varchar(0), primary "
-                        "key(id))"));
-        ASSERT_TRUE(db->execute("insert into t (id, v) values (100, 'before')"));
+        startServerAndTable();
     }
-
-    void TearDown() override {
-        ose_shutdown();
-        EXPECT_EQ(hostdbtest::KernelErrors::take(), std::vector<std::string>{});
-    }
+    // The session ends before its database file goes with the folder.
+    ~TransactionServerOnSqlite() override { db.reset(); }
 
     virtual void configure(TransactionServerConfig&) {}
 
-    /// The table t as "id=v" lines in id order.
-    std::vector<std::string> rows() {
-        hostdb::SqlRows found;
-        EXPECT_TRUE(db->query("select id, v from t order by id", found))
-            << hostdb::diagnosticsText(db->lastError());
-        std::vector<std::string> lines;
-        for (const auto& row : found)
-            lines.push_back(row.at(0).value_or("NULL") + "=" + row.at(1).value_or("NULL"));
-        return lines;
-    }
-
-    hostdbtest::KernelErrors kernelErrors;
     hostdbtest::TempFolder folder;
-    TransactionServerConfig config;
-    PROCESS server = 0;
-    std::unique_ptr<hostdb::OdbcSession> db;
 };
 
 TEST_F(TransactionServerOnSqlite, commit_applies_the_text_in_order_and_then_tells_every_resource) {

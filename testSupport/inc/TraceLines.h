@@ -1,6 +1,6 @@
 // TraceLines: every trace line written while the object lives, for tests to look at.
-#ifndef HOSTNS_TEST_TRACE_LINES_H
-#define HOSTNS_TEST_TRACE_LINES_H
+#ifndef TEST_SUPPORT_TRACE_LINES_H
+#define TEST_SUPPORT_TRACE_LINES_H
 
 #include "traceHost.h"
 
@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-namespace nstest {
+namespace testsupport {
 
 class TraceLines {
   public:
@@ -62,6 +62,6 @@ class TraceLines {
     std::vector<std::string> m_lines;
 };
 
-}  // namespace nstest
+}  // namespace testsupport
 
-#endif  // HOSTNS_TEST_TRACE_LINES_H
+#endif  // TEST_SUPPORT_TRACE_LINES_H

@@ -1,7 +1,7 @@
 // JobProcess: a kernel process that runs pieces of test code sent to it, so that a
 // test can act as several processes (providers, subscribers) of one kernel.
-#ifndef HOSTNS_TEST_JOB_PROCESS_H
-#define HOSTNS_TEST_JOB_PROCESS_H
+#ifndef TEST_SUPPORT_JOB_PROCESS_H
+#define TEST_SUPPORT_JOB_PROCESS_H
 
 #include "ose.h"
 #include "oseHost.h"
@@ -12,7 +12,7 @@
 #include <functional>
 #include <string>
 
-namespace nstest {
+namespace testsupport {
 
 constexpr SIGSELECT kRunJob = 0x7E5801;  // 8: address of a Job
 constexpr SIGSELECT kJobDone = 0x7E5802;
@@ -81,6 +81,6 @@ class JobProcess {
     PROCESS m_pid;
 };
 
-}  // namespace nstest
+}  // namespace testsupport
 
-#endif  // HOSTNS_TEST_JOB_PROCESS_H
+#endif  // TEST_SUPPORT_JOB_PROCESS_H
