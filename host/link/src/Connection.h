@@ -10,7 +10,7 @@
 //
 // One reader at a time reads and hands on frames, under the read lock. While a process
 // watches the socket, the socket thread does not, so that a frame wakes one thread: it
-// looks every few milliseconds whether processes still come to watch, watches itself
+// looks every 10 ms whether processes still come to watch, watches itself
 // when none has for a while, and sleeps while one process watches for long, to be woken
 // when it stops. A frame for another process waits at most two looks for the socket
 // thread while the watching process is away.
@@ -66,9 +66,9 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     void watch();
     /// Socket thread: looks again after a while whether it has to watch.
     void look();
-    /// Under the read lock: hands on every whole frame read; why the link is to be
-    /// lost, or an empty string.
-    std::string takeFrames();
+    /// Under the read lock: hands on every whole frame read; false, with why, when the
+    /// link is to be lost.
+    bool takeFrames(std::string& why);
     void heartbeat();
     /// Socket thread: sends from the outbox when the socket can take more.
     void awaitWritable();
@@ -103,6 +103,8 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     std::atomic<uint64_t> m_watchCount{0};
     // The socket thread neither watches nor looks: the process that stops watching wakes it.
     std::atomic<bool> m_socketAsleep{false};
+    // Nothing is read any more (m_readDone, for a process that is about to watch).
+    std::atomic<bool> m_lost{false};
 
     std::mutex m_readMutex;
     // Guarded by m_readMutex. Nothing is read any more once the link is lost.

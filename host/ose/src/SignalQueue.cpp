@@ -11,16 +11,17 @@ class SignalQueue::Watching {
     Watching(const Watching&) = delete;
     Watching& operator=(const Watching&) = delete;
 
-    int fd() {
+    /// Asks for the descriptor at the first wait; -1 if there is none.
+    int begin() {
         if (!m_asked && m_watch != nullptr) {
             m_asked = true;
             m_fd = m_watch->begin(m_watch->context, &m_serial);
         }
         return m_fd;
     }
-    unsigned long long serial() const { return m_serial; }
     bool asked() const { return m_asked; }
-    int current() const { return m_fd; }
+    unsigned long long serial() const { return m_serial; }
+    int fd() const { return m_fd; }
     /// The descriptor is readable: the watch reads it, and may be done with it.
     void ready() {
         if (m_fd >= 0 && m_watch->ready(m_watch->context, m_fd) == 0) {
@@ -28,7 +29,6 @@ class SignalQueue::Watching {
         }
     }
 
-  private:
     void stop() {
         if (m_fd >= 0) {
             m_watch->end(m_watch->context, m_fd);
@@ -36,6 +36,7 @@ class SignalQueue::Watching {
         }
     }
 
+  private:
     const OseWaitWatch* const m_watch;
     bool m_asked = false;
     int m_fd = -1;
@@ -136,6 +137,11 @@ BufferHeader* SignalQueue::take(const Selection& selection, Wait wait, Clock::ti
             const Doorbell::SteadyTime until = clock.toSteady(deadline);
             readable = block(lock, &until, &watching);
             timedOut = !readable && std::chrono::steady_clock::now() >= until;
+        } else if (watching.fd() >= 0) {
+            // The clock went manual during the wait: the socket is left to others.
+            lock.unlock();
+            watching.stop();
+            lock.lock();
         } else {
             timedOut = waitManual(lock, deadline, clock);
         }
@@ -243,20 +249,16 @@ void SignalQueue::interrupt() {
 
 bool SignalQueue::block(std::unique_lock<std::mutex>& lock, const Doorbell::SteadyTime* until,
                         Watching* watching) {
-    int fd = -1;
-    if (watching != nullptr) {
-        if (!watching->asked()) {
-            // Asked without the lock, and before the owner says how it is to be woken.
-            lock.unlock();
-            fd = watching->fd();
-            lock.lock();
-            if (m_interrupted || m_waitingFor == nullptr || m_inHead != nullptr) {
-                return false;  // woken or sent to meanwhile: the caller looks again
-            }
-        } else {
-            fd = watching->current();
+    if (watching != nullptr && !watching->asked()) {
+        // Asked without the lock, and before the owner says how it is to be woken.
+        lock.unlock();
+        watching->begin();
+        lock.lock();
+        if (m_interrupted || m_waitingFor == nullptr || m_inHead != nullptr) {
+            return false;  // woken or sent to meanwhile: the caller looks again
         }
     }
+    const int fd = watching != nullptr ? watching->fd() : -1;
     Doorbell* bell = fd >= 0 ? Doorbell::mine() : nullptr;
     if (bell == nullptr) {
         if (until == nullptr) {
