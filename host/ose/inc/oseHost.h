@@ -126,13 +126,14 @@ void ose_set_hunt_observer(OseHuntObserver observer, void* context);
 
 /* A process that talks to another kernel may read that kernel's answers off the link
  * itself while it waits, instead of being woken by the thread that reads the link: one
- * wake-up on the way instead of two. When a receive (in real time) is about to block,
- * begin is called on the receiving thread, with no kernel lock held, and gives a
- * descriptor to watch while it waits, or -1, and a serial number that differs whenever the
- * same descriptor stands for another file. Whenever that descriptor is readable, ready
- * is called on the thread, with no lock held; it may send signals (to the receiver too)
- * and says whether to go on watching (nonzero). end is called once, when the receive
- * returns or unwinds, for a descriptor that begin gave. */
+ * wake-up on the way instead of two. When a receive is about to block (one with a
+ * time-out only while the clock runs in real time), begin is called on the receiving
+ * thread, with no kernel lock held, and gives a descriptor to watch while it waits, or
+ * -1, and a serial number that differs whenever the same descriptor stands for another
+ * file. Whenever that descriptor is readable, ready is called on the thread, with no lock
+ * held; it may send signals (to the receiver too) and says whether to go on watching
+ * (nonzero). end is called once, when the receive returns or unwinds, or when its clock
+ * turns manual, for a descriptor that begin gave. */
 typedef struct OseWaitWatch {
     int (*begin)(void* context, unsigned long long* serial);
     int (*ready)(void* context, int fd);
