@@ -182,6 +182,15 @@ class Program {
         m_pid = -1;
         return false;
     }
+    /// How it ended, without reaping it: "still runs", "exited with 66", "killed by 9".
+    std::string howEnded() const {
+        siginfo_t info{};
+        if (m_pid <= 0 || waitid(P_PID, static_cast<id_t>(m_pid), &info,
+                                 WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0)
+            return m_pid <= 0 ? "ended" : "still runs";
+        return info.si_code == CLD_EXITED ? "exited with " + std::to_string(info.si_status)
+                                          : "killed by " + std::to_string(info.si_status);
+    }
     std::string out() const { return slurp(m_logs + ".out"); }
     std::string err() const { return slurp(m_logs + ".err"); }
 
@@ -241,7 +250,13 @@ class Node {
     /// ulsactl with these arguments, at this node, to its end.
     Ran ctl(std::vector<std::string> args,
             std::chrono::seconds limit = std::chrono::seconds(30)) const {
-        return run(at(std::move(args)), state(), limit);
+        Ran result = run(at(std::move(args)), state(), limit);
+        // A node that is gone tells why in its own error output: the test shows it,
+        // even when it then runs out of time and aborts.
+        if (result.code != 0 && result.err.find("no node at") != std::string::npos)
+            result.err += "ulsa-node " + m_program.howEnded() + "; its error output:\n" +
+                          slurp(state() + "/node.err");
+        return result;
     }
     /// ulsactl with these arguments, at this node, as argv.
     std::vector<std::string> at(std::vector<std::string> args) const {

@@ -60,9 +60,9 @@ Connection::Connection(Socket socket, LinkCore& core, std::chrono::milliseconds 
       m_lookTimer(m_executor) {}
 
 Connection::~Connection() {
-    if (!m_closed) {
-        ::close(m_fd);
-    }
+    // Closed only here: a process that watches holds the connection, so the number is
+    // never closed under it, nor reused for another socket while it watches.
+    ::close(m_fd);
 }
 
 bool Connection::ensureOpen(asio::posix::stream_descriptor& watch) {
@@ -117,9 +117,9 @@ void Connection::lose(const std::string& why) {
     asio::error_code ignored;
     m_readWatch.close(ignored);
     m_writeWatch.close(ignored);
-    // Wakes a process that watches, which finds the link lost and stops.
+    // Wakes a process that watches, which finds the link lost and stops; the peer sees
+    // the end at once. The descriptor is closed with the last holder.
     ::shutdown(m_fd, SHUT_RDWR);
-    ::close(m_fd);
     m_timer.cancel();
     m_lookTimer.cancel();
     m_core.lost();

@@ -114,8 +114,8 @@ class Connection : public FrameSink, public std::enable_shared_from_this<Connect
     std::size_t m_inEnd = 0;
 
     std::mutex m_writeMutex;
-    // Guarded by m_writeMutex. Closing happens under it, so that no writer uses the
-    // descriptor after that.
+    // Guarded by m_writeMutex. Losing the link sets m_closed under it, so that no writer
+    // uses the descriptor after that.
     bool m_closed = false;
     std::vector<uint8_t> m_outbox;  // from m_outStart: bytes the socket has not taken yet, in order
     std::size_t m_outStart = 0;     // what the socket took is dropped in bulk, not byte by byte

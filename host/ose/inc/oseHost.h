@@ -133,7 +133,8 @@ void ose_set_hunt_observer(OseHuntObserver observer, void* context);
  * file. Whenever that descriptor is readable, ready is called on the thread, with no lock
  * held; it may send signals (to the receiver too) and says whether to go on watching
  * (nonzero). end is called once, when the receive returns or unwinds, or when its clock
- * turns manual, for a descriptor that begin gave. */
+ * turns manual, for a descriptor that begin gave. The descriptor stays open from begin
+ * to end; the kernel keeps a copy of its own registered between waits. */
 typedef struct OseWaitWatch {
     int (*begin)(void* context, unsigned long long* serial);
     int (*ready)(void* context, int fd);

@@ -48,6 +48,7 @@ struct ThreadBell {
     Doorbell* bell = nullptr;
     ~ThreadBell() {
         if (bell != nullptr) {
+            bell->forget();
             DoorbellPool::give(bell);
         }
     }
@@ -56,6 +57,12 @@ struct ThreadBell {
 thread_local ThreadBell t_bell;
 
 }  // namespace
+
+void Doorbell::forgetMine() {
+    if (t_bell.bell != nullptr) {
+        t_bell.bell->forget();
+    }
+}
 
 Doorbell* Doorbell::mine() {
     if (t_bell.bell == nullptr) {
@@ -137,24 +144,38 @@ bool Doorbell::watchOnly(int other, unsigned long long serial) {
             return false;
         }
     }
-    if (other == m_watched && serial == m_watchedSerial) {
+    if (m_watched >= 0 && other == m_source && serial == m_watchedSerial) {
         return true;
     }
-    if (m_watched >= 0) {
-        // Gone already if its descriptor was closed since: that error does not matter.
-        ::epoll_ctl(m_epoll, EPOLL_CTL_DEL, m_watched, nullptr);
-        m_watched = -1;
+    forget();
+    // A copy of its own: the owner of other may close it once this wait is over, on
+    // another thread, while the registration stays here for the next wait.
+    const int copy = ::fcntl(other, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) {
+        return false;
     }
     epoll_event event{};
     event.events = EPOLLIN;
-    event.data.fd = other;
-    if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, other, &event) != 0 &&
-        (errno != EEXIST || ::epoll_ctl(m_epoll, EPOLL_CTL_MOD, other, &event) != 0)) {
+    event.data.fd = copy;
+    if (::epoll_ctl(m_epoll, EPOLL_CTL_ADD, copy, &event) != 0) {
+        ::close(copy);
         return false;
     }
-    m_watched = other;
+    m_watched = copy;
+    m_source = other;
     m_watchedSerial = serial;
     return true;
+}
+
+void Doorbell::forget() {
+    if (m_watched >= 0) {
+        // Out of the set before the copy is closed: the set would otherwise keep the
+        // file for as long as its owner keeps it open.
+        ::epoll_ctl(m_epoll, EPOLL_CTL_DEL, m_watched, nullptr);
+        ::close(m_watched);
+        m_watched = -1;
+        m_source = -1;
+    }
 }
 
 bool Doorbell::waitWith(int other, unsigned long long serial, const SteadyTime* until) {

@@ -27,11 +27,15 @@ class Doorbell {
     /// Any thread: ends the owner's current or next wait.
     void ring();
     /// Owner: blocks until rung, the time comes (null: no time limit) or other becomes
-    /// readable; true if other is readable. The bell keeps the descriptor it watched last
-    /// registered for the next wait, so that a thread that watches one descriptor again
-    /// and again pays no set-up each time; serial tells a descriptor that stands for
-    /// another file since.
+    /// readable; true if other is readable. The bell keeps a copy of the descriptor it
+    /// watched last registered for the next wait, so that a thread that watches one
+    /// descriptor again and again pays no set-up each time; serial tells a descriptor
+    /// that stands for another file since. other is only used during the call.
     bool waitWith(int other, unsigned long long serial, const SteadyTime* until);
+    /// Owner: lets go of the copy kept for the next wait (the file is done with).
+    void forget();
+    /// Forgets for the calling thread's bell, if it has one.
+    static void forgetMine();
 
     Doorbell(const Doorbell&) = delete;
     Doorbell& operator=(const Doorbell&) = delete;
@@ -45,7 +49,7 @@ class Doorbell {
     void drain();
     /// Waits with poll when the descriptor cannot be registered for epoll.
     bool pollWith(int other, const SteadyTime* until);
-    /// Registers other in m_epoll (once per descriptor); false if it cannot.
+    /// Registers a copy of other in m_epoll (once per file); false if it cannot.
     bool watchOnly(int other, unsigned long long serial);
 
     // The pipe, and an epoll set of its reading end and the descriptor watched last.
@@ -53,7 +57,8 @@ class Doorbell {
     int m_read = -1;
     int m_write = -1;
     int m_epoll = -1;
-    int m_watched = -1;
+    int m_watched = -1;  // the bell's own copy of m_source
+    int m_source = -1;
     unsigned long long m_watchedSerial = 0;
 };
 

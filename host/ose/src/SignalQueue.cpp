@@ -26,6 +26,7 @@ class SignalQueue::Watching {
     void ready() {
         if (m_fd >= 0 && m_watch->ready(m_watch->context, m_fd) == 0) {
             stop();
+            Doorbell::forgetMine();  // its file is done with: not kept for the next wait
         }
     }
 
