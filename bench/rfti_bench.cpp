@@ -8,8 +8,15 @@
 //       which the unit's process rejects at once) plus one fopen("a+")/fwrite/fclose of
 //       a block. Ratio of medians. The same limit with the round trip made to a partner
 //       thread of the bench's own, which the machine may place elsewhere than the unit's
-//       process, is printed as rfti_ratio_to_partner. The time per block runs from getResult() to the
-//       arrival of the last block, divided by the blocks before it: each of those was
+//       process, is printed as rfti_ratio_to_partner. What a block's bytes cost by
+//       themselves is measured with that partner too: a round trip in which it copies the
+//       next block of a 16 MiB file into a result-sized answer, whose block is the one
+//       written, against the same round trip empty (rfti_payload_floor_ratio: a transfer
+//       that copies each block into a signal does no better), and the transfer against
+//       it (rfti_ratio_to_payload_floor: what the clients, the unit's request handling
+//       and the supervision add). Both are meaningful where the two pairs of threads
+//       share their placement, as on one vCPU. The time per block runs from getResult()
+//       to the arrival of the last block, divided by the blocks before it: each of those was
 //       received, written and acknowledged, and the server answered each
 //       acknowledgement with the next block (the request's answer, block 1, is one
 //       round trip more). What the last block starts is no cost of a block and is
@@ -80,9 +87,12 @@ constexpr int kTransfers = 7;
 constexpr int kRuns = 7;
 constexpr SIGSELECT kPing = 0x7E5A1;
 constexpr SIGSELECT kStop = 0x7E5A2;
+constexpr SIGSELECT kBlockPlease = 0x7E5A3;
+constexpr SIGSELECT kBlock = 0x7E5A4;
 const SIGSELECT kAny[] = {0};
 const SIGSELECT kPingSig[] = {1, kPing};
-const SIGSELECT kPartnerSig[] = {2, kPing, kStop};
+const SIGSELECT kBlockSig[] = {1, kBlock};
+const SIGSELECT kPartnerSig[] = {3, kPing, kStop, kBlockPlease};
 
 double ms(Clock::duration d) {
     return std::chrono::duration<double, std::milli>(d).count();
@@ -157,8 +167,12 @@ void stopServices() {
 
 std::atomic<PROCESS> g_partner{0};
 
+// Answers a ping with itself, and a request for a block with a result-sized signal that
+// holds the next block of a 16 MiB file: what the radio unit does for a block, and no more.
 void partner() {
     g_partner = ose_adopt_thread("rfti_bench_partner");
+    const std::vector<uint8_t> file(kBigFile, 0x5A);
+    std::size_t offset = 0;
     for (;;) {
         union SIGNAL* s = receive(kPartnerSig);
         SIGSELECT number = 0;
@@ -168,24 +182,41 @@ void partner() {
             break;
         }
         const PROCESS from = sender(&s);
+        if (number == kBlockPlease) {
+            free_buf(&s);
+            if (offset + kLargestBlock > file.size()) {
+                offset = 0;
+            }
+            s = alloc(RftiGetResultData::dataOffset + kLargestBlock, kBlock);
+            std::memcpy(reinterpret_cast<uint8_t*>(s) + RftiGetResultData::dataOffset,
+                        file.data() + offset, kLargestBlock);
+            offset += kLargestBlock;
+        }
         send(&s, from);
     }
     ose_leave_thread();
 }
 
-// Milliseconds per block of blocks round trips, each with an append of a block to path.
+// Milliseconds per block of blocks round trips, each with an append of a block to path:
+// the block that the round trip brought, or else the bench's own.
 template <class RoundTrip>
 double referenceBatch(const std::string& path, const std::vector<char>& block, int blocks,
                       RoundTrip roundTrip) {
     std::remove(path.c_str());
     const auto t0 = Clock::now();
     for (int i = 0; i < blocks; ++i) {
-        roundTrip();
+        union SIGNAL* brought = roundTrip();
+        const void* bytes =
+            brought != nullptr ? reinterpret_cast<uint8_t*>(brought) + RftiGetResultData::dataOffset
+                               : static_cast<const void*>(block.data());
         FILE* f = std::fopen(path.c_str(), "a+");
-        if (f == nullptr || std::fwrite(block.data(), 1, block.size(), f) != block.size()) {
+        if (f == nullptr || std::fwrite(bytes, 1, block.size(), f) != block.size()) {
             fail("reference append failed");
         }
         std::fclose(f);
+        if (brought != nullptr) {
+            free_buf(&brought);
+        }
     }
     const double perBlock = ms(Clock::now() - t0) / blocks;
     std::remove(path.c_str());
@@ -193,17 +224,25 @@ double referenceBatch(const std::string& path, const std::vector<char>& block, i
 }
 
 // A round trip to the partner thread.
-void partnerRoundTrip() {
+union SIGNAL* partnerRoundTrip() {
     union SIGNAL* s = alloc(64, kPing);
     send(&s, g_partner.load());
     s = receive(kPingSig);
     free_buf(&s);
+    return nullptr;
+}
+
+// A round trip to the partner thread that brings a block back.
+union SIGNAL* partnerBlock() {
+    union SIGNAL* s = alloc(64, kBlockPlease);
+    send(&s, g_partner.load());
+    return receive(kBlockSig);
 }
 
 // A round trip to the radio unit's own process, the one that sends the blocks: a result
 // request on a connection that does not exist, which it rejects at once. The transfer's
 // two threads and the reference's are then the same two, wherever the machine runs them.
-void serverRoundTrip(PROCESS rftServer) {
+union SIGNAL* serverRoundTrip(PROCESS rftServer) {
     static const SIGSELECT rejected[] = {1, RFTI_GET_RESULT_REJ};
     union SIGNAL* s = alloc(RftiGetResultReq::minSize, RFTI_GET_RESULT_REQ);
     std::memset(reinterpret_cast<uint8_t*>(s) + 4, 0, RftiGetResultReq::minSize - 4);
@@ -214,6 +253,7 @@ void serverRoundTrip(PROCESS rftServer) {
         fail("the radio unit did not reject a request on no connection");
     }
     free_buf(&s);
+    return nullptr;
 }
 
 // ---- The RFTI client alone --------------------------------------------------------
@@ -359,11 +399,12 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         const std::string refPath = state + "/reference_block_file";
         uint32_t connection = 0;
         std::vector<double> transfers, references, ratios, lastHandling, toUploadStart;
-        std::vector<double> partnerReferences;
+        std::vector<double> partnerReferences, payloadReferences, payloadShares;
         const int blocks = static_cast<int>(figures.blocks);
         for (int i = 0; i < kTransfers; ++i) {
-            const auto toServer = [&] { serverRoundTrip(unit.rftServer); };
+            const auto toServer = [&] { return serverRoundTrip(unit.rftServer); };
             const double partnerBefore = referenceBatch(refPath, block, blocks, partnerRoundTrip);
+            const double payloadBefore = referenceBatch(refPath, block, blocks, partnerBlock);
             const double before = referenceBatch(refPath, block, blocks, toServer);
             const uint32_t fileRef = measure(unit, connection, binsFor(kBigFile));
             owner.uploadStarted = false;
@@ -388,8 +429,11 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
             const double toUploadMs = ms(owner.uploadStart - t0);
             pumpUntil([&] { return owner.uploads > uploads; }, std::chrono::seconds(120), "upload");
             const double after = referenceBatch(refPath, block, blocks, toServer);
+            const double payloadAfter = referenceBatch(refPath, block, blocks, partnerBlock);
             const double partnerAfter = referenceBatch(refPath, block, blocks, partnerRoundTrip);
             partnerReferences.push_back((partnerBefore + partnerAfter) / 2);
+            payloadReferences.push_back((payloadBefore + payloadAfter) / 2);
+            payloadShares.push_back(payloadReferences.back() / partnerReferences.back());
             const double perBlock = blocksMs / (figures.blocks - 1);
             const double reference = (before + after) / 2;
             transfers.push_back(perBlock);
@@ -420,6 +464,13 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         std::printf("reference_with_partner_per_block_ms %.4f\n", median(partnerReferences));
         std::printf("rfti_ratio_to_partner %.3f\n",
                     figures.transferPerBlockMs / median(partnerReferences));
+        // What a block's bytes cost by themselves: the partner's round trip when it
+        // copies a block into the answer and the block written is that one, against
+        // the same round trip empty.
+        std::printf("reference_with_partner_block_per_block_ms %.4f\n", median(payloadReferences));
+        std::printf("rfti_payload_floor_ratio %.3f\n", median(payloadShares));
+        std::printf("rfti_ratio_to_payload_floor %.3f\n",
+                    figures.transferPerBlockMs / median(payloadReferences));
         client.reset();
         stopRadioUnit(unit);
     }
