@@ -52,7 +52,7 @@ class Doorbell {
     /// Registers a copy of other in m_epoll (once per file); false if it cannot.
     bool watchOnly(int other, unsigned long long serial);
 
-    // The pipe, and an epoll set of its reading end and the descriptor watched last.
+    // The pipe, and an epoll set of its reading end and a copy of the descriptor watched last.
     // Made once, kept for the next owner.
     int m_read = -1;
     int m_write = -1;
