@@ -292,9 +292,12 @@ inline Program radioUnit(const Node& node, std::vector<std::string> options = {}
 /// same port.
 class FtpServer {
   public:
-    FtpServer() : m_port(testsupport::freeLoopbackPort()) { start(); }
+    FtpServer() { start(); }
 
+    /// Starts the server on a port free at that moment: a restarted server does not
+    /// wait for its old port, which another program may have taken while it was down.
     void start() {
+        m_port = testsupport::freeLoopbackPort();
         m_program = Program(
             {"/usr/bin/python3", "-m", "pyftpdlib", "-i", "127.0.0.1", "-p", std::to_string(m_port),
              "-w", "-d", m_root.path(), "-u", kUser, "-P", kPassword},
@@ -326,7 +329,7 @@ class FtpServer {
   private:
     TempFolder m_root;
     TempFolder m_logs;
-    int m_port;
+    int m_port = 0;
     Program m_program;
 };
 
