@@ -15,11 +15,14 @@
 //       that copies each block into a signal does no better), and the transfer against
 //       it (rfti_ratio_to_payload_floor: what the clients, the unit's request handling
 //       and the supervision add). Both are meaningful where the two pairs of threads
-//       share their placement, as on one vCPU. The time per block runs from getResult()
-//       to the arrival of the last block, divided by the blocks before it: each of those was
-//       received, written and acknowledged, and the server answered each
-//       acknowledgement with the next block (the request's answer, block 1, is one
-//       round trip more). What the last block starts is no cost of a block and is
+//       share their placement, as on one vCPU. The same floor without the kernel: two
+//       plain threads handing a pointer over under a mutex and a condition variable, the
+//       one copying the next block of a 16 MiB buffer, the other appending it, against
+//       the same hand-over empty (rfti_bare_copy_floor_ratio). The time per block runs
+//       from getResult() to the arrival of the last block, divided by the blocks before
+//       it: each of those was received, written and acknowledged, and the server
+//       answered each acknowledgement with the next block (the request's answer, block
+//       1, is one round trip more). What the last block starts is no cost of a block and is
 //       timed apart: its write, the checksum pass that reads the whole file back once,
 //       and the start of the upload (rfti_last_block_handling_ms; the ratio with it
 //       counted in is rfti_ratio_to_upload_start).
@@ -55,14 +58,17 @@
 #include "traceGroups.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -256,6 +262,96 @@ union SIGNAL* serverRoundTrip(PROCESS rftServer) {
     return nullptr;
 }
 
+// ---- The same floor without the kernel ----------------------------------------
+
+// A plain thread that answers a request under a mutex and a condition variable, with
+// nothing or with the next block of a 16 MiB buffer copied into one of a few buffers.
+class BareCopier {
+  public:
+    BareCopier() : m_file(kBigFile, 0x5A), m_thread([this] { serve(); }) {
+        for (auto& buffer : m_buffers) {
+            buffer.resize(RftiGetResultData::dataOffset + kLargestBlock);
+        }
+    }
+    ~BareCopier() {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_stop = true;
+        }
+        m_wake.notify_all();
+        m_thread.join();
+    }
+    BareCopier(const BareCopier&) = delete;
+    BareCopier& operator=(const BareCopier&) = delete;
+
+    // One hand-over: the block copied, or null when copy is false.
+    const uint8_t* ask(bool copy) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_copy = copy;
+        ++m_asked;
+        m_wake.notify_all();
+        m_wake.wait(lock, [this] { return m_answered == m_asked; });
+        return m_answer;
+    }
+
+  private:
+    void serve() {
+        std::size_t offset = 0;
+        std::size_t next = 0;
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (;;) {
+            m_wake.wait(lock, [this] { return m_stop || m_answered != m_asked; });
+            if (m_stop) {
+                return;
+            }
+            m_answer = nullptr;
+            if (m_copy) {
+                if (offset + kLargestBlock > m_file.size()) {
+                    offset = 0;
+                }
+                uint8_t* to = m_buffers[next++ % m_buffers.size()].data();
+                std::memcpy(to + RftiGetResultData::dataOffset, m_file.data() + offset,
+                            kLargestBlock);
+                offset += kLargestBlock;
+                m_answer = to;
+            }
+            m_answered = m_asked;
+            m_wake.notify_all();
+        }
+    }
+
+    std::vector<uint8_t> m_file;
+    std::array<std::vector<uint8_t>, 8> m_buffers;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    uint64_t m_asked = 0;
+    uint64_t m_answered = 0;
+    bool m_copy = false;
+    bool m_stop = false;
+    const uint8_t* m_answer = nullptr;
+    std::thread m_thread;
+};
+
+// The same as referenceBatch, with the bare copier's hand-over for the round trip.
+double bareBatch(const std::string& path, const std::vector<char>& block, int blocks,
+                 BareCopier& copier, bool copy) {
+    std::remove(path.c_str());
+    const auto t0 = Clock::now();
+    for (int i = 0; i < blocks; ++i) {
+        const uint8_t* brought = copier.ask(copy);
+        const void* bytes = brought != nullptr ? brought + RftiGetResultData::dataOffset
+                                               : static_cast<const void*>(block.data());
+        FILE* f = std::fopen(path.c_str(), "a+");
+        if (f == nullptr || std::fwrite(bytes, 1, block.size(), f) != block.size()) {
+            fail("reference append failed");
+        }
+        std::fclose(f);
+    }
+    const double perBlock = ms(Clock::now() - t0) / blocks;
+    std::remove(path.c_str());
+    return perBlock;
+}
+
 // ---- The RFTI client alone --------------------------------------------------------
 
 class Owner : public RmciRftiClientHandlerOwner {
@@ -399,9 +495,12 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         const std::string refPath = state + "/reference_block_file";
         uint32_t connection = 0;
         std::vector<double> transfers, references, ratios, lastHandling, toUploadStart;
-        std::vector<double> partnerReferences, payloadReferences, payloadShares;
+        std::vector<double> partnerReferences, payloadReferences, payloadShares, bareShares;
         const int blocks = static_cast<int>(figures.blocks);
+        BareCopier bare;
         for (int i = 0; i < kTransfers; ++i) {
+            const double bareEmptyBefore = bareBatch(refPath, block, blocks, bare, false);
+            const double bareCopyBefore = bareBatch(refPath, block, blocks, bare, true);
             const auto toServer = [&] { return serverRoundTrip(unit.rftServer); };
             const double partnerBefore = referenceBatch(refPath, block, blocks, partnerRoundTrip);
             const double payloadBefore = referenceBatch(refPath, block, blocks, partnerBlock);
@@ -431,6 +530,10 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
             const double after = referenceBatch(refPath, block, blocks, toServer);
             const double payloadAfter = referenceBatch(refPath, block, blocks, partnerBlock);
             const double partnerAfter = referenceBatch(refPath, block, blocks, partnerRoundTrip);
+            const double bareCopyAfter = bareBatch(refPath, block, blocks, bare, true);
+            const double bareEmptyAfter = bareBatch(refPath, block, blocks, bare, false);
+            bareShares.push_back((bareCopyBefore + bareCopyAfter) /
+                                 (bareEmptyBefore + bareEmptyAfter));
             partnerReferences.push_back((partnerBefore + partnerAfter) / 2);
             payloadReferences.push_back((payloadBefore + payloadAfter) / 2);
             payloadShares.push_back(payloadReferences.back() / partnerReferences.back());
@@ -471,6 +574,7 @@ BlockFigures blockBench(const ftptest::FtpTestServer& ftp, const std::string& st
         std::printf("rfti_payload_floor_ratio %.3f\n", median(payloadShares));
         std::printf("rfti_ratio_to_payload_floor %.3f\n",
                     figures.transferPerBlockMs / median(payloadReferences));
+        std::printf("rfti_bare_copy_floor_ratio %.3f\n", median(bareShares));
         client.reset();
         stopRadioUnit(unit);
     }
