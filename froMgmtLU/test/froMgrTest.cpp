@@ -16,15 +16,8 @@
 namespace {
 
 using transtest::FroFrameworkTest;
+using transtest::Recorder;
 using transtest::takenIds;
-
-class Recorder : public listener::Observer {
-  public:
-    void observer_update(listener::Subject* subject) override {
-        states.push_back(subject->getState());
-    }
-    std::vector<uint32_t> states;
-};
 
 // A class of its own that hears of every set through the store.
 class WatchedFro : public dummy_fRO {

@@ -52,15 +52,15 @@ TEST_F(FroFrameworkTest, CreateOfADeclaringClassHoldsTheRequestsValuesOverTheDef
     EXPECT_EQ(expected, inTransaction);
     EXPECT_EQ(std::vector<std::string>{kLdn}, manager.getFrosPendingCreate(1));
 
-    std::vector<std::string> created, set, deleted;
-    ASSERT_TRUE(manager.commit(1, created, set, deleted));
-    EXPECT_EQ(std::vector<std::string>{kLdn}, created);
+    transtest::CommitLists lists;
+    ASSERT_TRUE(transtest::commit(1, lists));
+    EXPECT_EQ(std::vector<std::string>{kLdn}, lists.created);
     EXPECT_EQ(expected, attributesIn(0));
 
     // A create that gives none of them gets the defaults.
     id = -1;
     ASSERT_TRUE(manager.createMO(2, "Root=1,Unit=2", {}, kType, id));
-    ASSERT_TRUE(manager.commit(2, created, set, deleted));
+    ASSERT_TRUE(transtest::commit(2));
     EXPECT_EQ("0", store.getMoAttribute("Root=1,Unit=2", "level"));
     EXPECT_EQ("none", store.getMoAttribute("Root=1,Unit=2", "label"));
 }

@@ -12,24 +12,13 @@
 
 namespace {
 
+using transtest::commit;
 using transtest::expectIdsHeldByCommitted;
 using transtest::FroFrameworkTest;
 using transtest::takenIds;
+using Lists = transtest::CommitLists;
 
 constexpr uint32_t kType = 7;
-
-struct Lists {
-    std::vector<std::string> created, set, deleted;
-};
-
-bool commit(int32_t transactionId, Lists& lists) {
-    return transMgr::instance().commit(transactionId, lists.created, lists.set, lists.deleted);
-}
-
-bool commit(int32_t transactionId) {
-    Lists lists;
-    return commit(transactionId, lists);
-}
 
 bool create(int32_t transactionId, const std::string& ldn, int32_t& id) {
     return transMgr::instance().createMO(transactionId, ldn, {Attribute("x", attrType::S32, "1")},

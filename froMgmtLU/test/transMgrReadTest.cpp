@@ -22,13 +22,8 @@ class TransMgrReadTest : public FroFrameworkTest {
     void SetUp() override {
         FroFrameworkTest::SetUp();
         int32_t id = -1;
-        ASSERT_TRUE(transMgr::instance().createMO(
-            50, kLdn,
-            {Attribute("x", attrType::S32, "1"), Attribute("y", attrType::STRING, "a"),
-             Attribute("n", attrType::U32, "-1")},
-            kType, id));
-        std::vector<std::string> created, set, deleted;
-        ASSERT_TRUE(transMgr::instance().commit(50, created, set, deleted));
+        ASSERT_TRUE(transMgr::instance().createMO(50, kLdn, committed, kType, id));
+        ASSERT_TRUE(transtest::commit(50));
     }
 
     Attributes read(int32_t transactionId, const std::vector<std::string>& names, bool onlyInTx,

@@ -11,6 +11,7 @@
 
 namespace {
 
+using transtest::commit;
 using transtest::expectIdsHeldByCommitted;
 using transtest::FroFrameworkTest;
 using transtest::pendingState;
@@ -65,8 +66,7 @@ void makeCommitted() {
     ASSERT_TRUE(transMgr::instance().createMO(
         kSetup, kLdn, {Attribute("x", attrType::S32, "1"), Attribute("y", attrType::STRING, "a")},
         kType, id));
-    std::vector<std::string> created, set, deleted;
-    ASSERT_TRUE(transMgr::instance().commit(kSetup, created, set, deleted));
+    ASSERT_TRUE(commit(kSetup));
     ASSERT_TRUE(froMgr::instance().exists(kLdn));
 }
 
@@ -136,10 +136,9 @@ void runRow(const Row& row) {
         EXPECT_EQ(row.result, apply(row.op, opTx));
         EXPECT_EQ(row.stateAfter, stateNow());
 
-        std::vector<std::string> created, set, deleted;
         if (commitAtEnd) {
-            EXPECT_TRUE(transMgr::instance().commit(kT1, created, set, deleted));
-            EXPECT_TRUE(transMgr::instance().commit(kT2, created, set, deleted));
+            EXPECT_TRUE(commit(kT1));
+            EXPECT_TRUE(commit(kT2));
             expectCommitted(row.afterCommit);
         } else {
             transMgr::instance().rollback(kT1);
@@ -243,11 +242,11 @@ TEST_F(FroFrameworkTest, TransMgrCommitListsFollowTheLastState) {
         for (Op op : c.ops) {
             EXPECT_TRUE(apply(op, kT1));
         }
-        std::vector<std::string> created{"stale"}, set{"stale"}, deleted{"stale"};
-        EXPECT_TRUE(transMgr::instance().commit(kT1, created, set, deleted));
-        EXPECT_EQ(expected(Listed::created), created);
-        EXPECT_EQ(expected(Listed::set), set);
-        EXPECT_EQ(expected(Listed::deleted), deleted);
+        transtest::CommitLists lists{{"stale"}, {"stale"}, {"stale"}};
+        EXPECT_TRUE(commit(kT1, lists));
+        EXPECT_EQ(expected(Listed::created), lists.created);
+        EXPECT_EQ(expected(Listed::set), lists.set);
+        EXPECT_EQ(expected(Listed::deleted), lists.deleted);
         EXPECT_EQ(c.listed == Listed::created || c.listed == Listed::set,
                   froMgr::instance().exists(kLdn));
         expectIdsHeldByCommitted({kType});

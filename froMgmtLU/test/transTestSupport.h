@@ -85,6 +85,31 @@ inline std::string pendingState(int32_t transactionId, const std::string& ldn) {
     return state;
 }
 
+/// The lists a commit fills: the LDNs created, set and deleted.
+struct CommitLists {
+    std::vector<std::string> created, set, deleted;
+};
+
+inline bool commit(int32_t transactionId, CommitLists& lists) {
+    return transMgr::instance().commit(transactionId, lists.created, lists.set, lists.deleted);
+}
+
+inline bool commit(int32_t transactionId) {
+    CommitLists lists;
+    return commit(transactionId, lists);
+}
+
+/// An observer that writes down the state and the name of every subject that tells it.
+class Recorder : public listener::Observer {
+  public:
+    void observer_update(listener::Subject* subject) override {
+        states.push_back(subject->getState());
+        names.push_back(subject->getSubjectName());
+    }
+    std::vector<uint32_t> states;
+    std::vector<std::string> names;
+};
+
 /// Starts and ends each test with an empty framework; at the end, with every
 /// transaction rolled back and the store cleared, no id may be left taken.
 class FroFrameworkTest : public ::testing::Test {
