@@ -10,42 +10,41 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
 
 namespace {
 
 const std::vector<std::string> kFroTrace{"FroMgmtLU"};
 
+// Each text, whether it reads, and the value read; a failure leaves the output alone.
+template <typename T>
+void expectReads(bool (*read)(const std::string&, T&),
+                 const std::vector<std::tuple<std::string, bool, T>>& cases) {
+    for (const auto& [text, reads, value] : cases) {
+        T out = 99;
+        EXPECT_EQ(reads, read(text, out)) << '"' << text << '"';
+        EXPECT_EQ(reads ? value : T{99}, out) << '"' << text << '"';
+    }
+}
+
 TEST(NumberText, ReadsLikeADecimalStream) {
-    uint32_t u = 99;
-    EXPECT_FALSE(readU32("-1", u));
-    EXPECT_FALSE(readU32("1-", u));  // a "-" anywhere fails
-    EXPECT_EQ(99u, u);               // a failure leaves the output alone
-    EXPECT_TRUE(readU32("+1", u));
-    EXPECT_EQ(1u, u);
-    EXPECT_TRUE(readU32("4294967295", u));
-    EXPECT_EQ(4294967295u, u);
-    EXPECT_FALSE(readU32("4294967296", u));
-    EXPECT_TRUE(readU32("7 days", u));
-    EXPECT_EQ(7u, u);
-    EXPECT_TRUE(readU32("  12abc", u));
-    EXPECT_EQ(12u, u);
-    EXPECT_FALSE(readU32("", u));
-    EXPECT_FALSE(readU32("abc", u));
-
-    int32_t s = 0;
-    EXPECT_TRUE(readS32("-2147483648", s));
-    EXPECT_EQ(INT32_MIN, s);
-    EXPECT_FALSE(readS32("2147483648", s));
-    EXPECT_TRUE(readS32("+17", s));
-    EXPECT_EQ(17, s);
-    EXPECT_FALSE(readS32("x1", s));
-
-    int64_t l = 0;
-    EXPECT_TRUE(readS64("-9223372036854775808", l));
-    EXPECT_EQ(INT64_MIN, l);
-    EXPECT_FALSE(readS64("9223372036854775808", l));
-    EXPECT_TRUE(readS64("4294967296", l));
-    EXPECT_EQ(4294967296LL, l);
+    // A "-" anywhere fails an unsigned read; blanks before and text behind the number do not.
+    expectReads<uint32_t>(readU32, {{"-1", false, 0},
+                                    {"1-", false, 0},
+                                    {"+1", true, 1},
+                                    {"4294967295", true, 4294967295u},
+                                    {"4294967296", false, 0},
+                                    {"7 days", true, 7},
+                                    {"  12abc", true, 12},
+                                    {"", false, 0},
+                                    {"abc", false, 0}});
+    expectReads<int32_t>(readS32, {{"-2147483648", true, INT32_MIN},
+                                   {"2147483648", false, 0},
+                                   {"+17", true, 17},
+                                   {"x1", false, 0}});
+    expectReads<int64_t>(readS64, {{"-9223372036854775808", true, INT64_MIN},
+                                   {"9223372036854775808", false, 0},
+                                   {"4294967296", true, 4294967296LL}});
 }
 
 TEST(AttributeTriple, EmptinessAndEqualityLookAtAllThreeStrings) {
@@ -66,9 +65,6 @@ class CountingObserver : public listener::Observer {
 
 TEST(AttrNameValue, StoresNameValueTypeAndCopiesWithoutObservers) {
     AttrNameValue original("speed", "12", "U32");
-    EXPECT_EQ("speed", original.name);
-    EXPECT_EQ("12", original.value);
-    EXPECT_EQ("U32", original.type);
     EXPECT_EQ("AttrNameValue", original.getSubjectName());
     EXPECT_EQ("{ speed, 12, U32  }", original.toString());
     EXPECT_EQ("{ noName, noValue, noType  }", AttrNameValue().toString());
