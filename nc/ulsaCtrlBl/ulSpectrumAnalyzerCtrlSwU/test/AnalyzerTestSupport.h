@@ -143,18 +143,23 @@ struct Answers : FroCallbackIf {
     std::vector<ActionResult> results;
 };
 
+/// The analyzer's class with froMgr, as its manager registers it.
+inline void registerAnalyzerClass() {
+    const MocRegistration registration = ULSpectrumAnalyzerManagerImpl::registration();
+    froMgr::instance().regMOType(registration.className, registration.creator);
+    for (const Attribute& attribute : registration.attributes) {
+        froMgr::instance().addReadOnlyAttribute(registration.className, attribute.name,
+                                                attribute.type, attribute.value);
+    }
+}
+
 /// The test program's thread is a kernel process; the class is registered once.
 class AnalyzerEnvironment : public ::testing::Environment {
   public:
     void SetUp() override {
         ose_adopt_thread("ulsaCtrl_test");
         traceGroups::registerApplicationTraceGroups();
-        const MocRegistration registration = ULSpectrumAnalyzerManagerImpl::registration();
-        froMgr::instance().regMOType(registration.className, registration.creator);
-        for (const Attribute& attribute : registration.attributes) {
-            froMgr::instance().addReadOnlyAttribute(registration.className, attribute.name,
-                                                    attribute.type, attribute.value);
-        }
+        registerAnalyzerClass();
     }
     void TearDown() override {
         froMgr::destroyInstance();

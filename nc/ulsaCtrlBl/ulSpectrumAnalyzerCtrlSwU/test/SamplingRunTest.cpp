@@ -2,12 +2,11 @@
 // simulator with its status service, the real name server, file-transfer and
 // attribute-read services and an FTP server on loopback; the test's thread is the main
 // process, with the kernel's manual clock for every wait of the run.
-#include "FroCallbackIf.h"
+#include "AnalyzerTestSupport.h"
 #include "FtpAndDiskTest.h"
 #include "ImaFacade.h"
 #include "LevelTraceCapture.h"
 #include "MainLoopPump.h"
-#include "MapTimer.h"
 #include "RftiClientHandlerImpl.h"
 #include "RmciClientHandlerImpl.h"
 #include "SignalDistributorAPI.h"
@@ -15,17 +14,12 @@
 #include "TimeLimit.h"
 #include "TimerApi.h"
 #include "ULSAtmo.h"
-#include "ULSpectrumAnalyzerImpl.h"
-#include "ULSpectrumAnalyzerManagerImpl.h"
 #include "attrReadService.h"
 #include "fileTransferService.h"
-#include "froMgr.h"
 #include "nameServerHost.h"
-#include "oseHost.h"
 #include "plab/nameserver/v1/NameServerOse.h"
 #include "radioUnit.h"
 #include "sampleFile.h"
-#include "traceGroups.h"
 
 #include <gtest/gtest.h>
 
@@ -40,17 +34,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kLdn = "ManagedElement=1,UlSpectrumAnalyzer=1";
-const std::string kUnit = "ManagedElement=1,Equipment=1,AuxPlugInUnit=RU-1";
+using namespace analyzertest;
+
 const std::string kUser = "ulsa";
 const std::string kPassword = "secret";
-
-struct Answers : FroCallbackIf {
-    void snapshotParamUpdated(fRO*) override {}
-    void snapshotParamUpdated(fRO*, uint32_t, const std::string&) override {}
-    void actionCompleted(fRO*, const ActionResult& result) override { results.push_back(result); }
-    std::vector<ActionResult> results;
-};
 
 class SamplingRunTest : public testsupport::FtpAndDiskTest {
   protected:
@@ -69,15 +56,10 @@ class SamplingRunTest : public testsupport::FtpAndDiskTest {
                 hostima::startAttrReadService();
                 plab::nameserver::v1::getNameServer();
                 MapTimer::getInstance();
-                m_config = defaultRadioUnitConfig(kUnit, "RU-1-link");
+                m_config = defaultRadioUnitConfig(kRadioUnit, "RU-1-link");
                 m_config.blockSize = m_blockSize;
                 m_unit = startRadioUnit(m_config);
-                const MocRegistration registration = ULSpectrumAnalyzerManagerImpl::registration();
-                froMgr::instance().regMOType(registration.className, registration.creator);
-                for (const Attribute& attribute : registration.attributes) {
-                    froMgr::instance().addReadOnlyAttribute(registration.className, attribute.name,
-                                                            attribute.type, attribute.value);
-                }
+                registerAnalyzerClass();
                 m_analyzer = dynamic_cast<ULSpectrumAnalyzerImpl*>(
                     froMgr::instance().createMO(kLdn, ULSpectrumAnalyzerImpl::kFroType, -1));
                 ASSERT_NE(m_analyzer, nullptr);
@@ -110,7 +92,7 @@ class SamplingRunTest : public testsupport::FtpAndDiskTest {
     void start(int type, int intervalS = 0, int timeoutS = 60) {
         m_analyzer->performAction(
             "startUlsaSampling",
-            {Attribute("targetRfPort", "STRING", kUnit + ",DeviceGroup=ru,RfPort=A"),
+            {Attribute("targetRfPort", "STRING", kPortA),
              Attribute("ipAddress", "STRING", m_ftp.address()),
              Attribute("uploadDirectory", "STRING", "runs"), Attribute("username", "STRING", kUser),
              Attribute("password", "STRING", kPassword),
@@ -213,9 +195,8 @@ TEST_F(SamplingRunTest, aStopDuringATransferDrainsThroughTheUpload) {
         ASSERT_TRUE(setRadioFaults(m_unit, slow));
         start(0);
         advance(m_config.measurementTimeMs);  // the transfer waits for its second block
-        m_analyzer->performAction(
-            "stopUlsaSampling",
-            {Attribute("targetRfPort", "STRING", kUnit + ",DeviceGroup=ru,RfPort=A")}, &m_answers);
+        m_analyzer->performAction("stopUlsaSampling", {Attribute("targetRfPort", "STRING", kPortA)},
+                                  &m_answers);
         pump();
         ASSERT_EQ(m_answers.results.size(), 2u);
         EXPECT_EQ(m_answers.results[1].result, 0u);
