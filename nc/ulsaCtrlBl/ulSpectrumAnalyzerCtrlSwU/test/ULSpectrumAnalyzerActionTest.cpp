@@ -46,45 +46,26 @@ TEST_F(AnalyzerTest, startParametersAreReadAsTheRadioUnitGetsThem) {
         uint32_t powerLevel;
     };
     const std::string longName(100000, 'x');
+    // clang-format off
     const Row rows[] = {
         {"all given",
          {Attribute("centerFrequency", "U32", "2140000"), Attribute("samplingTimeout", "U32", "30"),
           Attribute("ipAddress", "STRING", "10.0.0.1"), Attribute("powerLevel", "S32", "-40")},
-         1,
-         2140000,
-         30000,
-         0,
-         0},
+         1, 2140000, 30000, 0, 0},
         {"not numbers read as 0",
          {Attribute("centerFrequency", "U32", "abc"), Attribute("samplingTimeout", "U32", "12abc")},
-         1,
-         0,
-         12000,
-         0,
-         0},
+         1, 0, 12000, 0, 0},
         {"empty numbers",
          {Attribute("centerFrequency", "U32", ""), Attribute("samplingTimeout", "U32", "")},
-         1,
-         0,
-         0,
-         0,
-         0},
+         1, 0, 0, 0, 0},
         {"far too long numbers are cut",
          {Attribute("centerFrequency", "U32", "99999999999999999999"),
           Attribute("samplingTimeout", "U32", longName)},
-         1,
-         0xFFFFFFFFu,
-         0,
-         0,
-         0},
-        {"port H",
-         {Attribute("targetRfPort", "STRING", kRadioUnit + ",DeviceGroup=ru,RfPort=H")},
-         8,
-         0,
-         0,
-         0,
-         0},
+         1, 0xFFFFFFFFu, 0, 0, 0},
+        {"port H", {Attribute("targetRfPort", "STRING", kRadioUnit + ",DeviceGroup=ru,RfPort=H")},
+         8, 0, 0, 0, 0},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         start(0, row.parameters);
@@ -93,6 +74,7 @@ TEST_F(AnalyzerTest, startParametersAreReadAsTheRadioUnitGetsThem) {
         EXPECT_EQ(parameters.centerFrequency, row.centerFrequency);
         EXPECT_EQ(parameters.samplingTimeout, row.samplingTimeout);
         EXPECT_EQ(parameters.triggerIdentity, row.triggerIdentity);
+        EXPECT_EQ(parameters.powerLevel, row.powerLevel);  // a power trigger's alone
         EXPECT_EQ(m_clients.calls.back(), "rmci subscribe " + kRadioUnit);
         EXPECT_EQ(status(), 1);
         m_analyzer->actionFailed("end of row", kFailed);
