@@ -4,6 +4,7 @@
 // uploads as the real one does, through the upload-finished hook.
 #include "FtpTestServer.h"
 #include "LevelTraceCapture.h"
+#include "MainLoopPump.h"
 #include "RftiClientHandler.h"
 #include "SignalDistributorAPI.h"
 #include "SignalNumber2Name.h"
@@ -14,13 +15,11 @@
 #include "hostDisk.h"
 #include "nameServerHost.h"
 #include "oseHost.h"
-#include "plab/messaging/MessageOse.h"
 #include "rfaiSignals.h"
 #include "traceGroups.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -110,24 +109,6 @@ std::string writeSample(const std::string& nodePath, std::size_t size) {
     return content;
 }
 
-// The main process's loop: received signals go through the signal distributor until
-// done() holds; false after limitMs.
-bool runLoopUntil(const std::function<bool()>& done, int limitMs = 15000) {
-    static const SIGSELECT any[] = {0};
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        union SIGNAL* signal = receive_w_tmo(20, any);
-        if (signal != nullptr) {
-            getSignalDistributorAPI()->handleMessage(
-                std::make_shared<plab::messaging::MessageOse>(signal));
-        }
-    }
-    return true;
-}
-
 class UploadTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -187,7 +168,7 @@ TEST_F(UploadTest, aFileOnTheNodesDiskReachesTheServerByteForByte) {
         Upload upload("A", kPassword, m_ftp.address(), "samples/today/" + name,
                       kFolder + "/" + name);
         upload.begin();
-        ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
+        ASSERT_TRUE(mainloop::pumpUntil([&] { return upload.finished; }));
         EXPECT_EQ(events, (std::vector<std::string>{"start A", "done A 1 Success"}));
         EXPECT_EQ(ftptest::readFile(m_ftp.root() + "/samples/today/" + name), content);
         EXPECT_EQ(upload.inits, 0);
@@ -223,7 +204,7 @@ TEST_F(UploadTest, failuresReachTheClientWithTheirTexts) {
             Upload::idle = true;
             Upload upload("U", row.password, row.address, "up/sample", row.local);
             upload.begin();
-            ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
+            ASSERT_TRUE(mainloop::pumpUntil([&] { return upload.finished; }));
             ASSERT_EQ(events.size(), 2u);
             const std::string head = "done U 0 " + row.textBegins;
             EXPECT_EQ(events[1].compare(0, head.size(), head), 0) << events[1];
@@ -249,7 +230,7 @@ TEST_F(UploadTest, queuedUploadsRunOneAfterTheOtherInArrivalOrder) {
         Upload b("B", kPassword, m_ftp.address(), "/q/second", kFolder + "/second");
         a.begin();
         b.begin();
-        ASSERT_TRUE(runLoopUntil([&] { return a.finished && b.finished; }));
+        ASSERT_TRUE(mainloop::pumpUntil([&] { return a.finished && b.finished; }));
         EXPECT_EQ(events, (std::vector<std::string>{"start A", "queued B", "done A 1 Success",
                                                     "start B", "done B 1 Success"}));
         EXPECT_EQ(ftptest::readFile(m_ftp.root() + "/q/first"), first);
@@ -298,6 +279,21 @@ OS_PROCESS(fakeServiceMain) {
     }
 }
 
+PROCESS startFakeService() {
+    const PROCESS fake =
+        create_process(OS_PRI_PROC, "fakeRfai", fakeServiceMain, 16384, 20, 0, 0, nullptr, 0, 0);
+    start(fake);
+    return fake;
+}
+
+// Runs the loop until the fake service has seen what seen() tells, under its lock.
+bool runLoopUntilFake(const std::function<bool()>& seen) {
+    return mainloop::pumpUntil([&] {
+        std::lock_guard<std::mutex> guard(fakeLock);
+        return seen();
+    });
+}
+
 std::vector<unsigned char> reply(SIGSELECT sigNo, std::vector<uint32_t> words,
                                  const std::string& tail) {
     std::vector<unsigned char> bytes(4 + 4 * words.size());
@@ -310,9 +306,7 @@ std::vector<unsigned char> reply(SIGSELECT sigNo, std::vector<uint32_t> words,
 TEST_F(UploadTest, repliesAreReadWithinTheirSizeAndRequestsKeepTheirLayout) {
     run(
         [&] {
-            const PROCESS fake = create_process(OS_PRI_PROC, "fakeRfai", fakeServiceMain, 16384, 20,
-                                                0, 0, nullptr, 0, 0);
-            start(fake);
+            const PROCESS fake = startFakeService();
             const std::string longInfo(rfai::kAdditionalInfoSize, 'x');  // no NUL
             const std::string longText = ("FaultCode = 7 (" + longInfo + ")").substr(0, 127);
             const struct {
@@ -338,7 +332,7 @@ TEST_F(UploadTest, repliesAreReadWithinTheirSizeAndRequestsKeepTheirLayout) {
                 Upload::idle = true;
                 Upload upload("F", kPassword, longName, "r", kFolder + "/none");
                 upload.begin();
-                ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
+                ASSERT_TRUE(mainloop::pumpUntil([&] { return upload.finished; }));
                 EXPECT_EQ(events.back(), "done F 0 " + row.text);
             }
             EXPECT_TRUE(m_trace->has(1, "OSA_RFAI_CONNECT_CFM shorter than its fields (8 bytes)"));
@@ -368,39 +362,28 @@ TEST_F(UploadTest, aSessionLeftMidwayIsTerminatedAndALostServiceIsSearchedAgain)
                 fakeReply.clear();
                 lastConnect.clear();
             }
-            const PROCESS fake = create_process(OS_PRI_PROC, "fakeRfai", fakeServiceMain, 16384, 20,
-                                                0, 0, nullptr, 0, 0);
-            start(fake);
+            const PROCESS fake = startFakeService();
             // A handler deleted while it waits still ends its session.
             {
                 Upload dropped("D", kPassword, m_ftp.address(), "x", kFolder + "/sample");
                 dropped.begin();
-                ASSERT_TRUE(runLoopUntil([&] {
-                    std::lock_guard<std::mutex> guard(fakeLock);
-                    return !lastConnect.empty();
-                }));
+                ASSERT_TRUE(runLoopUntilFake([] { return !lastConnect.empty(); }));
                 std::lock_guard<std::mutex> guard(fakeLock);
                 lastConnect.clear();
                 fakeTerminates = 0;
             }
-            ASSERT_TRUE(runLoopUntil([&] {
-                std::lock_guard<std::mutex> guard(fakeLock);
-                return fakeTerminates == 1;
-            }));
+            ASSERT_TRUE(runLoopUntilFake([] { return fakeTerminates == 1; }));
             events.clear();
             Upload::idle = true;
 
             Upload upload("A", kPassword, m_ftp.address(), "again/sample", kFolder + "/sample");
             upload.begin();
-            ASSERT_TRUE(runLoopUntil([&] {
-                std::lock_guard<std::mutex> guard(fakeLock);
-                return !lastConnect.empty();
-            }));
+            ASSERT_TRUE(runLoopUntilFake([] { return !lastConnect.empty(); }));
             // The server ends: its attach fires first, the search starts again, once,
             // and finds the next service.
             kill_proc(fake);
             hostftp::startFileTransferService();
-            ASSERT_TRUE(runLoopUntil([&] { return upload.finished; }));
+            ASSERT_TRUE(mainloop::pumpUntil([&] { return upload.finished; }));
             EXPECT_EQ(events, (std::vector<std::string>{"start A", "done A 1 Success"}));
             EXPECT_EQ(ftptest::readFile(m_ftp.root() + "/again/sample"), content);
         },
