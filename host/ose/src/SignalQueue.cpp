@@ -261,6 +261,14 @@ bool SignalQueue::block(std::unique_lock<std::mutex>& lock, const Doorbell::Stea
     }
     const int fd = watching != nullptr ? watching->fd() : -1;
     Doorbell* bell = fd >= 0 ? Doorbell::mine() : nullptr;
+    if (fd >= 0 && bell == nullptr) {
+        // No pipe for a bell (out of descriptors): the descriptor would lie unread while
+        // the owner sleeps on the condition variable, so it goes back to the watch first.
+        lock.unlock();
+        watching->stop();
+        lock.lock();
+        return false;  // the caller looks again, and then sleeps watching nothing
+    }
     if (bell == nullptr) {
         if (until == nullptr) {
             m_cv.wait(lock);

@@ -1,6 +1,8 @@
 // Receiving: selection, order, sender filter and time-outs.
 #include "KernelFixture.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -187,6 +189,51 @@ TEST_F(ReceiveTest, aBlockingReceiveReadsWhatItsWaitWatchGivesOnItsOwnThread) {
     sender.join();
     EXPECT_EQ(g_pipeWatch.ended.load(), 2);
 
+    ose_set_wait_watch(nullptr);
+    ::close(g_pipeWatch.fds[0]);
+    ::close(g_pipeWatch.fds[1]);
+}
+
+OS_PROCESS(receiveOnceEntry) {
+    union SIGNAL* s = receive(kAny);
+    free_buf(&s);
+}
+
+TEST_F(ReceiveTest, aWaitWithoutADoorbellGivesItsWatchedDescriptorBackBeforeItSleeps) {
+    static const OseWaitWatch watch{&pipeWatchBegin, &pipeWatchReady, &pipeWatchEnd, nullptr};
+    ASSERT_EQ(::pipe(g_pipeWatch.fds), 0);
+    g_pipeWatch.give = true;
+    g_pipeWatch.begun = 0;
+    g_pipeWatch.ended = 0;
+    ose_set_wait_watch(&watch);
+
+    // Out of descriptors: a new thread gets no pipe for its doorbell. The descriptor it was
+    // given is read by nobody while it sleeps, so the watch has to end before it does: the
+    // link would otherwise leave its socket unread until the process gets another signal.
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    const int lowestFree = ::fcntl(g_pipeWatch.fds[0], F_DUPFD, 0);
+    ASSERT_GE(lowestFree, 0);
+    ::close(lowestFree);
+    rlimit full = saved;
+    full.rlim_cur = static_cast<rlim_t>(lowestFree);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &full), 0);
+    const PROCESS waiter = spawn("waiter", &receiveOnceEntry);
+    const auto waitFor = [](const std::atomic<int>& count) {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (count.load() == 0 && std::chrono::steady_clock::now() < until) {
+            std::this_thread::yield();
+        }
+        return count.load();
+    };
+    EXPECT_EQ(waitFor(g_pipeWatch.begun), 1);
+    EXPECT_EQ(waitFor(g_pipeWatch.ended), 1) << "the wait sleeps holding the watch";
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+
+    union SIGNAL* s = makeSig(1);
+    send(&s, waiter);
+    EXPECT_TRUE(ose_wait_ended(waiter, kArrival));
+    EXPECT_EQ(g_pipeWatch.ended.load(), 1);
     ose_set_wait_watch(nullptr);
     ::close(g_pipeWatch.fds[0]);
     ::close(g_pipeWatch.fds[1]);
