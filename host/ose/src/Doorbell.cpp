@@ -5,8 +5,10 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <limits>
 #include <mutex>
 #include <vector>
 
@@ -190,9 +192,11 @@ bool Doorbell::waitWith(int other, unsigned long long serial, const SteadyTime* 
             if (left <= std::chrono::nanoseconds::zero()) {
                 return false;
             }
-            // Rounded up: a wait never ends before its time.
+            // Rounded up: a wait never ends before its time. A wait of more than
+            // epoll's int of milliseconds (24.8 days) wakes then and waits again.
             timeoutMs = static_cast<int>(
-                std::chrono::ceil<std::chrono::milliseconds>(left).count());
+                std::min<long long>(std::chrono::ceil<std::chrono::milliseconds>(left).count(),
+                                    std::numeric_limits<int>::max()));
         }
         epoll_event events[2];
         const int n = ::epoll_wait(m_epoll, events, 2, timeoutMs);
