@@ -200,6 +200,11 @@ OS_PROCESS(receiveOnceEntry) {
 }
 
 TEST_F(ReceiveTest, aWaitWithoutADoorbellGivesItsWatchedDescriptorBackBeforeItSleeps) {
+#if defined(__SANITIZE_ADDRESS__)
+    // The sanitizer runtime tests whether memory is readable through a pipe of its own,
+    // and so reports a false invalid vptr when the process is out of descriptors.
+    GTEST_SKIP() << "needs descriptors that the address sanitizer's runtime uses itself";
+#endif
     static const OseWaitWatch watch{&pipeWatchBegin, &pipeWatchReady, &pipeWatchEnd, nullptr};
     ASSERT_EQ(::pipe(g_pipeWatch.fds), 0);
     g_pipeWatch.give = true;
